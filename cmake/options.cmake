@@ -1,0 +1,12 @@
+# What every target of the project is compiled with.
+add_library(zemt_options INTERFACE)
+target_compile_features(zemt_options INTERFACE cxx_std_20)
+target_compile_options(zemt_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+  $<$<COMPILE_LANGUAGE:CXX>:-Wsign-conversion>
+  $<$<BOOL:${ZEMT_WERROR}>:-Werror>)
+if(ZEMT_SANITIZE)
+  set(sanitizer_flags -fsanitize=${ZEMT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_options(zemt_options INTERFACE ${sanitizer_flags})
+  target_link_options(zemt_options INTERFACE ${sanitizer_flags})
+endif()
