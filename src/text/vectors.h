@@ -1,0 +1,359 @@
+// Sixteen characters at a time: the few vector operations that the text code is made of. SSE2 is part of x86-64; registers
+// of 32 bytes are used where the processor has them and the text is long enough to pay for asking. On other processors, and
+// under ZEMT_PORTABLE, the same operations are plain loops.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+#include "layouts.h"
+
+#if defined(__SSE2__) && !defined(ZEMT_PORTABLE)
+#include <immintrin.h>
+#define ZEMT_SSE2 1
+#else
+#define ZEMT_SSE2 0
+#endif
+
+namespace zemt {
+
+// A plain character is one that UTF-8 and wide text have in common and that does not end a text: 1..0x7F.
+
+constexpr bool is_plain(uint32_t character)
+{
+    return character - 1 < 0x7F;
+}
+
+constexpr bool all_plain(uint64_t eight_bytes)
+{
+    // A byte of 0 borrows: 0x00 - 0x01 sets the top bit.
+    return ((eight_bytes | (eight_bytes - 0x0101010101010101)) & 0x8080808080808080) == 0;
+}
+
+// Text shorter than this many characters is not worth the question whether the processor has wider registers.
+constexpr int32_t long_text = 128;
+
+#if ZEMT_SSE2
+
+using Bytes16 = __m128i;
+
+inline Bytes16 load16(const char *at)
+{
+    return _mm_loadu_si128(reinterpret_cast<const __m128i *>(at));
+}
+
+inline void store16(char *at, Bytes16 value)
+{
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(at), value);
+}
+
+inline bool all_plain(Bytes16 value)
+{
+    return _mm_movemask_epi8(_mm_cmpgt_epi8(value, _mm_setzero_si128())) == 0xFFFF;
+}
+
+// The masks have one bit for each byte, the first byte's lowest.
+
+inline uint32_t mask_from(Bytes16 value, uint8_t least)
+{
+    const __m128i limit = _mm_set1_epi8(static_cast<char>(least));
+    return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_max_epu8(value, limit), value)));
+}
+
+inline uint32_t mask_zero(Bytes16 value)
+{
+    return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(value, _mm_setzero_si128())));
+}
+
+// byte & bits == wanted
+inline uint32_t mask_equal(Bytes16 value, uint8_t bits, uint8_t wanted)
+{
+    const __m128i looked_at = _mm_and_si128(value, _mm_set1_epi8(static_cast<char>(bits)));
+    return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(looked_at, _mm_set1_epi8(static_cast<char>(wanted)))));
+}
+
+// 8 or 16 bytes to as many units.
+template <typename Unit>
+inline void widen8(char *dst, uint64_t eight_bytes)
+{
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i units = _mm_unpacklo_epi8(_mm_cvtsi64_si128(static_cast<int64_t>(eight_bytes)), zero);
+    if constexpr (sizeof(Unit) == 2) {
+        store16(dst, units);
+    } else {
+        store16(dst, _mm_unpacklo_epi16(units, zero));
+        store16(dst + 16, _mm_unpackhi_epi16(units, zero));
+    }
+}
+
+template <typename Unit>
+inline void widen16(char *dst, Bytes16 value)
+{
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i low = _mm_unpacklo_epi8(value, zero);
+    const __m128i high = _mm_unpackhi_epi8(value, zero);
+    if constexpr (sizeof(Unit) == 2) {
+        store16(dst, low);
+        store16(dst + 16, high);
+    } else {
+        store16(dst, _mm_unpacklo_epi16(low, zero));
+        store16(dst + 16, _mm_unpackhi_epi16(low, zero));
+        store16(dst + 32, _mm_unpacklo_epi16(high, zero));
+        store16(dst + 48, _mm_unpackhi_epi16(high, zero));
+    }
+}
+
+// 16 units to as many bytes; false where one lies outside 0..255.
+template <typename Unit>
+inline bool narrow16(const char *src, Bytes16 &narrow)
+{
+    __m128i low = load16(src);
+    __m128i high = load16(src + 16);
+    __m128i beyond = _mm_set1_epi16(static_cast<int16_t>(0xFF00));
+    __m128i all = _mm_or_si128(low, high);
+    if constexpr (sizeof(Unit) == 4) {
+        const __m128i third = load16(src + 32);
+        const __m128i fourth = load16(src + 48);
+        all = _mm_or_si128(all, _mm_or_si128(third, fourth));
+        low = _mm_packs_epi32(low, high);
+        high = _mm_packs_epi32(third, fourth);
+        beyond = _mm_set1_epi32(~0xFF);
+    }
+    narrow = _mm_packus_epi16(low, high);
+    const __m128i within = _mm_cmpeq_epi8(_mm_and_si128(all, beyond), _mm_setzero_si128());
+    return _mm_movemask_epi8(within) == 0xFFFF;
+}
+
+// The low bytes of count (8 or 16) units.
+template <int count>
+inline void narrow_some(char *dst, const char *src)
+{
+    const __m128i low = _mm_packs_epi32(load16(src), load16(src + 16));
+    if constexpr (count == 8)
+        store(dst, _mm_cvtsi128_si64(_mm_packus_epi16(low, low)));
+    else
+        store16(dst, _mm_packus_epi16(low, _mm_packs_epi32(load16(src + 32), load16(src + 48))));
+}
+
+// 8 units as bytes, with some byte that is not plain where a unit is not.
+inline uint64_t narrow8(const char *src)
+{
+    const __m128i units = _mm_packs_epi32(load16(src), load16(src + 16));             // saturates to 0x7FFF and -0x8000
+    return static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_packus_epi16(units, units)));  // saturates to 0xFF and 0
+}
+
+// A bit for each of 16 units above a limit, as signed numbers.
+inline uint32_t mask_above(const char *src, int32_t limit)
+{
+    const __m128i bound = _mm_set1_epi32(limit);
+    const auto above = [src, bound](int part) { return _mm_cmpgt_epi32(load16(src + 16 * part), bound); };
+    const __m128i mask = _mm_packs_epi16(_mm_packs_epi32(above(0), above(1)), _mm_packs_epi32(above(2), above(3)));
+    return static_cast<uint32_t>(_mm_movemask_epi8(mask));
+}
+
+// Decodes the first 12 bytes if they are four characters of 3 bytes, none of them 0; U+FFFD becomes '?'.
+template <typename Unit>
+inline bool decode_threes(char *dst, Bytes16 text)
+{
+    const __m128i kind = _mm_setr_epi8(-16, -64, -64, -16, -64, -64, -16, -64, -64, -16, -64, -64, 0, 0, 0, 0);
+    const __m128i threes = _mm_setr_epi8(-32, -128, -128, -32, -128, -128, -32, -128, -128, -32, -128, -128, 0, 0, 0, 0);
+    if (_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_and_si128(text, kind), threes)) != 0xFFFF) return false;
+    const __m128i low = _mm_unpacklo_epi32(text, _mm_srli_si128(text, 3));
+    const __m128i high = _mm_unpacklo_epi32(_mm_srli_si128(text, 6), _mm_srli_si128(text, 9));
+    const __m128i each = _mm_unpacklo_epi64(low, high);  // the character's bytes and a stranger in each 32 bits
+    const __m128i first = _mm_and_si128(_mm_slli_epi32(each, 12), _mm_set1_epi32(0xF000));
+    const __m128i second = _mm_and_si128(_mm_srli_epi32(each, 2), _mm_set1_epi32(0x0FC0));
+    const __m128i third = _mm_and_si128(_mm_srli_epi32(each, 16), _mm_set1_epi32(0x003F));
+    __m128i value = _mm_or_si128(_mm_or_si128(first, second), third);
+    if (_mm_movemask_epi8(_mm_cmpeq_epi32(value, _mm_setzero_si128())) != 0) return false;
+    const __m128i lost = _mm_cmpeq_epi32(value, _mm_set1_epi32(0xFFFD));
+    value = _mm_or_si128(_mm_andnot_si128(lost, value), _mm_and_si128(lost, _mm_set1_epi32('?')));
+    if constexpr (sizeof(Unit) == 4) {
+        store16(dst, value);
+    } else {
+        value = _mm_srai_epi32(_mm_slli_epi32(value, 16), 16);  // sign-extended, so that the pack does not saturate
+        store(dst, _mm_cvtsi128_si64(_mm_packs_epi32(value, value)));
+    }
+    return true;
+}
+
+// Four units as 12 bytes, where all of them lie in 0x800..0xFFFF.
+inline bool encode_threes(char *dst, const char *src)
+{
+    const __m128i value = load16(src);
+    const __m128i within =
+        _mm_andnot_si128(_mm_cmpgt_epi32(value, _mm_set1_epi32(0xFFFF)), _mm_cmpgt_epi32(value, _mm_set1_epi32(0x7FF)));
+    if (_mm_movemask_epi8(within) != 0xFFFF) return false;
+    const __m128i first = _mm_srli_epi32(value, 12);
+    const __m128i second = _mm_and_si128(_mm_slli_epi32(value, 2), _mm_set1_epi32(0x3F00));
+    const __m128i third = _mm_and_si128(_mm_slli_epi32(value, 16), _mm_set1_epi32(0x3F0000));
+    const __m128i each = _mm_or_si128(_mm_or_si128(first, second), _mm_or_si128(third, _mm_set1_epi32(0x8080E0)));
+    const auto low = static_cast<uint64_t>(_mm_cvtsi128_si64(each));
+    const auto high = static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_unpackhi_epi64(each, each)));
+    const uint64_t two = (low & 0xFFFFFF) | low >> 32 << 24;
+    const uint64_t more = (high & 0xFFFFFF) | high >> 32 << 24;
+    store(dst, two | more << 48);
+    store(dst + 8, static_cast<uint32_t>(more >> 16));
+    return true;
+}
+
+// The leading plain characters of a text, 32 at a time, as far as they go; returns how many were moved.
+__attribute__((target("avx2"))) inline int32_t widen_long(char *dst, const char *src, int32_t count)
+{
+    int32_t moved = 0;
+    for (; count - moved >= 32; moved += 32) {
+        const __m256i text = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(src + moved));
+        if (_mm256_movemask_epi8(_mm256_cmpgt_epi8(text, _mm256_setzero_si256())) != -1) break;
+        for (int part = 0; part < 32; part += 8) {
+            const __m256i units = _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(src + moved + part)));
+            _mm256_storeu_si256(reinterpret_cast<__m256i *>(dst + (moved + part) * ptrdiff_t{4}), units);
+        }
+    }
+    return moved;
+}
+
+__attribute__((target("avx2"))) inline int32_t narrow_long(char *dst, const char *src, int32_t count)
+{
+    const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);  // undoes the interleaving of the two packs
+    int32_t moved = 0;
+    for (; count - moved >= 32; moved += 32) {
+        const auto *const at = reinterpret_cast<const __m256i *>(src + moved * ptrdiff_t{4});
+        const __m256i a = _mm256_loadu_si256(at);
+        const __m256i b = _mm256_loadu_si256(at + 1);
+        const __m256i c = _mm256_loadu_si256(at + 2);
+        const __m256i d = _mm256_loadu_si256(at + 3);
+        const __m256i all = _mm256_or_si256(_mm256_or_si256(a, b), _mm256_or_si256(c, d));
+        if (!_mm256_testz_si256(all, _mm256_set1_epi32(~0x7F))) break;
+        const __m256i packed = _mm256_packus_epi16(_mm256_packs_epi32(a, b), _mm256_packs_epi32(c, d));
+        if (_mm256_movemask_epi8(_mm256_cmpeq_epi8(packed, _mm256_setzero_si256())) != 0) break;
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(dst + moved), _mm256_permutevar8x32_epi32(packed, order));
+    }
+    return moved;
+}
+
+inline bool has_wide_registers()
+{
+    return __builtin_cpu_supports("avx2");
+}
+
+#else
+
+struct Bytes16 {
+    uint8_t at[16];
+};
+
+inline Bytes16 load16(const char *at)
+{
+    return load<Bytes16>(at);
+}
+
+inline void store16(char *at, Bytes16 value)
+{
+    store(at, value);
+}
+
+inline bool all_plain(Bytes16 value)
+{
+    return std::all_of(value.at, value.at + 16, is_plain);
+}
+
+template <typename Test>
+inline uint32_t mask_of(Bytes16 value, Test test)
+{
+    uint32_t mask = 0;
+    for (unsigned i = 0; i < 16; ++i) mask |= uint32_t{test(value.at[i])} << i;
+    return mask;
+}
+
+inline uint32_t mask_from(Bytes16 value, uint8_t least)
+{
+    return mask_of(value, [least](uint8_t byte) { return byte >= least; });
+}
+
+inline uint32_t mask_zero(Bytes16 value)
+{
+    return mask_of(value, [](uint8_t byte) { return byte == 0; });
+}
+
+inline uint32_t mask_equal(Bytes16 value, uint8_t bits, uint8_t wanted)
+{
+    return mask_of(value, [=](uint8_t byte) { return (byte & bits) == wanted; });
+}
+
+template <typename Unit>
+inline void widen8(char *dst, uint64_t eight_bytes)
+{
+    for (unsigned i = 0; i < 8; ++i) store(dst + i * sizeof(Unit), static_cast<Unit>(eight_bytes >> (8 * i) & 0xFF));
+}
+
+template <typename Unit>
+inline void widen16(char *dst, Bytes16 value)
+{
+    for (unsigned i = 0; i < 16; ++i) store(dst + i * sizeof(Unit), static_cast<Unit>(value.at[i]));
+}
+
+template <typename Unit>
+inline bool narrow16(const char *src, Bytes16 &narrow)
+{
+    Unit all = 0;
+    for (unsigned i = 0; i < 16; ++i) {
+        const auto unit = load<Unit>(src + i * sizeof(Unit));
+        all = static_cast<Unit>(all | unit);
+        narrow.at[i] = static_cast<uint8_t>(unit);
+    }
+    return all >= 0 && all <= 0xFF;
+}
+
+template <int count>
+inline void narrow_some(char *dst, const char *src)
+{
+    for (int i = 0; i < count; ++i) dst[i] = src[4 * i];
+}
+
+inline uint64_t narrow8(const char *src)
+{
+    uint64_t narrow = 0;
+    for (unsigned i = 0; i < 8; ++i) {
+        const auto unit = load<uint32_t>(src + 4 * i);
+        narrow |= uint64_t{is_plain(unit) ? unit : 0} << (8 * i);
+    }
+    return narrow;
+}
+
+inline uint32_t mask_above(const char *src, int32_t limit)
+{
+    uint32_t mask = 0;
+    for (unsigned i = 0; i < 16; ++i) mask |= uint32_t{load<int32_t>(src + 4 * i) > limit} << i;
+    return mask;
+}
+
+template <typename Unit>
+inline bool decode_threes(char *, Bytes16)
+{
+    return false;
+}
+
+inline bool encode_threes(char *, const char *)
+{
+    return false;
+}
+
+inline int32_t widen_long(char *, const char *, int32_t)
+{
+    return 0;
+}
+
+inline int32_t narrow_long(char *, const char *, int32_t)
+{
+    return 0;
+}
+
+inline bool has_wide_registers()
+{
+    return false;
+}
+
+#endif
+
+}  // namespace zemt
