@@ -1,0 +1,127 @@
+// Decimal digits in 8-bit and wide text.
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "layouts.h"
+#include "vectors.h"
+
+namespace zemt {
+
+template <typename Unit>
+inline void write_unit(char *dst, int index, uint32_t character)
+{
+    store(dst + ptrdiff_t{index} * static_cast<ptrdiff_t>(sizeof(Unit)), static_cast<Unit>(character));
+}
+
+template <typename Unit>
+inline uint32_t unit_at(const char *text, int64_t index)
+{
+    return static_cast<std::make_unsigned_t<Unit>>(load<Unit>(text + index * static_cast<int64_t>(sizeof(Unit))));
+}
+
+// Two digits of a number below 100.
+template <typename Unit>
+inline void write_pair(char *dst, uint32_t number)
+{
+    using Pair = std::conditional_t<sizeof(Unit) == 1, uint16_t, uint64_t>;
+    constexpr int unit_bits = 8 * sizeof(Unit);
+    const uint32_t tens = number * 103 >> 10;
+    const uint64_t ones = number - tens * 10;
+    store(dst, static_cast<Pair>(('0' + tens) | ('0' + ones) << unit_bits));
+}
+
+// Four digits of a number below 10,000.
+template <typename Unit>
+inline void write_four(char *dst, uint32_t number)
+{
+    write_pair<Unit>(dst, number / 100);
+    write_pair<Unit>(dst + 2 * sizeof(Unit), number % 100);
+}
+
+// ---- Eight digits in a register, the first in the lowest byte ----------------------------------------------------------------
+
+// 12345678 -> 1, 2, 3, 4, 5, 6, 7, 8: halves, quarters and digits are divided side by side, by multiplications.
+constexpr uint64_t split_digits(uint32_t number)
+{
+    const uint64_t fours = number / 10000 | uint64_t{number % 10000} << 32;
+    const uint64_t hundreds = (fours * 10486 >> 20) & 0x7F0000007F;
+    const uint64_t pairs = (fours - 100 * hundreds) << 16 | hundreds;
+    const uint64_t tens = (pairs * 103 >> 10) & 0x000F000F000F000F;
+    return (pairs - 10 * tens) << 8 | tens;
+}
+
+static_assert(split_digits(12345678) == 0x0807060504030201);
+
+// Writes the first count (3, 5 or 8) of them.
+template <typename Unit, int count = 8>
+inline void write_digits(char *dst, uint64_t digits)
+{
+    constexpr int unit = sizeof(Unit);
+    digits |= 0x3030303030303030;  // "00000000"
+    if constexpr (count == 8 && unit == 4) {
+        widen8<Unit>(dst, digits);
+    } else if constexpr (count == 8) {
+        store(dst, digits);
+    } else {
+        for (int i = 0; i < count; ++i) write_unit<Unit>(dst, i, digits >> (8 * i) & 0xFF);
+    }
+}
+
+// ---- Numbers ----------------------------------------------------------------------------------------------------------------
+
+// Writes number, which is not 0, without leading zeros; returns its digits. Up to most positions are overwritten, where most is
+// 3, 5, 10 or 20: the longest text of an unsigned number of 8, 16, 32 or 64 bits.
+template <typename Unit, int most>
+inline int write_number(char *dst, uint64_t number)
+{
+    constexpr uint64_t hundred_million = 100000000;
+    constexpr ptrdiff_t unit = sizeof(Unit);
+    const auto write_first = [dst](uint64_t below_hundred_million) {
+        const uint64_t digits = split_digits(static_cast<uint32_t>(below_hundred_million));
+        const int zeros = std::countr_zero(digits) / 8;
+        write_digits<Unit, (most < 8 ? most : 8)>(dst, digits >> (8 * zeros));
+        return 8 - zeros;
+    };
+    if (most < 8 || number < hundred_million) return write_first(number);
+    const uint64_t upper = number / hundred_million;
+    const auto lower = static_cast<uint32_t>(number % hundred_million);
+    int count;
+    if (most == 10 || upper < hundred_million) {
+        count = write_first(upper);
+    } else {
+        count = write_first(upper / hundred_million);
+        write_digits<Unit>(dst + count * unit, split_digits(static_cast<uint32_t>(upper % hundred_million)));
+        count += 8;
+    }
+    write_digits<Unit>(dst + count * unit, split_digits(lower));
+    return count + 8;
+}
+
+struct Number {
+    uint64_t value;  // modulo 2^64
+    int64_t length;  // digits read
+};
+
+// Reads digits up to the first other character. Groups of four keep the multiplications out of each other's way.
+template <typename Unit>
+inline Number read_number(const char *text)
+{
+    constexpr uint32_t powers[] = {1, 10, 100, 1000};
+    Number number{0, 0};
+    for (;;) {
+        uint32_t group = 0;
+        for (int i = 0; i < 4; ++i) {
+            const uint32_t digit = unit_at<Unit>(text, number.length + i) - '0';
+            if (digit > 9) return {number.value * powers[i] + group, number.length + i};
+            group = group * 10 + digit;
+        }
+        number.value = number.value * 10000 + group;
+        number.length += 4;
+    }
+}
+
+}  // namespace zemt
