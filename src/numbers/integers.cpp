@@ -1,0 +1,132 @@
+// Integers to and from decimal text: two templates, a row for each conversion of the common form, and the short forms.
+#include <type_traits>
+
+#include "text/calling_form.h"
+#include "text/digits.h"
+#include "text/layouts.h"
+
+namespace zemt {
+namespace {
+
+// The digits of the longest text of an unsigned number of as many bits.
+template <typename Int>
+constexpr int most_digits = sizeof(Int) == 1   ? 3
+                            : sizeof(Int) == 2 ? 5
+                            : sizeof(Int) == 4 ? 10
+                                               : 20;
+
+// Writes value, sign and terminator; zero is the empty text. Returns the number of characters. The positions written are those
+// of the longest text of the type and its terminator.
+template <typename Int, typename Unit>
+inline int32_t format(char *dst, Int value)
+{
+    using Unsigned = std::make_unsigned_t<Int>;
+    int32_t length = 0;
+    if (value != 0) {
+        // A first digit takes the place of the sign where there is none.
+        if (std::is_signed_v<Int>) write_unit<Unit>(dst, 0, '-');
+        const auto negative = static_cast<Unsigned>(value < 0);
+        const auto magnitude = static_cast<Unsigned>((static_cast<Unsigned>(value) ^ (0u - negative)) + negative);
+        length = static_cast<int32_t>(negative);
+        length += write_number<Unit, most_digits<Int>>(dst + length * static_cast<int>(sizeof(Unit)), magnitude);
+    }
+    write_unit<Unit>(dst, length, 0);
+    return length;
+}
+
+template <typename Int, typename Unit>
+inline int32_t format_integer(const void *src, int32_t *srcLen, void *dst, int32_t *outLen)
+{
+    *outLen = format<Int, Unit>(bytes(dst), load<Int>(src));
+    report_source_length(srcLen, sizeof(Int));
+    return ZEMT_RC_OK;
+}
+
+template <typename Int, typename Unit>
+inline int32_t parse_integer(const void *src, int32_t *srcLen, void *dst, int32_t *outLen)
+{
+    const char *const text = bytes(src);
+    const bool negative = std::is_signed_v<Int> && unit_at<Unit>(text, 0) == '-';
+    const Number number = read_number<Unit>(text + negative * sizeof(Unit));
+    const int64_t length = negative + number.length;
+    if (unit_at<Unit>(text, length) != 0) return ZEMT_RC_ERROR;
+    store(dst, static_cast<Int>(negative ? 0 - number.value : number.value));
+    *outLen = sizeof(Int);
+    report_source_length(srcLen, length * static_cast<int64_t>(sizeof(Unit)));
+    return ZEMT_RC_OK;
+}
+
+// The value builds up in *result, so that a refused character leaves what stood before it.
+template <typename Unit>
+inline int32_t read_field(const char *text, int32_t *result, int32_t start, int32_t count)
+{
+    uint32_t value = 0;
+    bool negative = false;
+    const char *at = text + int64_t{start} * static_cast<int64_t>(sizeof(Unit));
+    for (; count > 0; --count, at += sizeof(Unit)) {
+        const uint32_t character = unit_at<Unit>(at, 0);
+        if (const uint32_t digit = character - '0'; digit <= 9) {
+            value = value * 10 + digit;
+        } else if (character == 0) {
+            break;
+        } else if (character == '-' && !negative) {
+            negative = true;
+        } else {
+            *result = static_cast<int32_t>(value);
+            return ZEMT_RC_ERROR;
+        }
+    }
+    *result = static_cast<int32_t>(negative ? 0 - value : value);
+    return ZEMT_RC_OK;
+}
+
+}  // namespace
+}  // namespace zemt
+
+using namespace zemt;
+
+#define FORMATTER(name, Int, Unit)                                                                                             \
+    ZEMT_COMMON_FORM(name)                                                                                                     \
+    {                                                                                                                          \
+        return format_integer<Int, Unit>(src, srcLen, dst, outLen);                                                            \
+    }
+#define PARSER(name, Int, Unit)                                                                                                \
+    ZEMT_COMMON_FORM(name)                                                                                                     \
+    {                                                                                                                          \
+        return parse_integer<Int, Unit>(src, srcLen, dst, outLen);                                                             \
+    }
+
+// clang-format off
+//        exported name                 integer   text
+FORMATTER(ZEMTCnvTinyIntToWVarcharSz,   int8_t,   Wide)
+FORMATTER(ZEMTCnvSmallIntToWVarcharSz,  int16_t,  Wide)
+FORMATTER(ZEMTCnvIntToWVarcharSz1,      int32_t,  Wide)
+FORMATTER(ZEMTCnvLongLongToWVarcharSz,  int64_t,  Wide)
+PARSER   (ZEMTCnvWVarcharSzToTinyInt,   int8_t,   Wide)
+PARSER   (ZEMTCnvWVarcharSzToSmallInt,  int16_t,  Wide)
+PARSER   (ZEMTCnvWVarcharSzToInt1,      int32_t,  Wide)
+PARSER   (ZEMTCnvWVarcharSzToLongLong,  int64_t,  Wide)
+// clang-format on
+
+int32_t ZEMTCnvIntToVarcharSz(int32_t value, char *dst, int32_t *outLen) noexcept
+{
+    *outLen = format<int32_t, char>(dst, value);
+    return ZEMT_RC_OK;
+}
+
+int32_t ZEMTCnvIntToWVarcharSz(int32_t value, wchar_t *dst, int32_t *outLen) noexcept
+{
+    if (value <= 0) return ZEMT_RC_NOT_POSITIVE;
+    *outLen = format<int32_t, Wide>(bytes(dst), value);
+    return ZEMT_RC_OK;
+}
+
+int32_t ZEMTCnvVarcharSzToInt(const char *text, int32_t *result, int32_t start, int32_t count) noexcept
+{
+    return read_field<char>(text, result, start, count);
+}
+
+int32_t ZEMTCnvWVarcharSzToInt(const wchar_t *text, int32_t *result, int32_t start, int32_t count) noexcept
+{
+    return read_field<Wide>(bytes(text), result, start, count);
+}
