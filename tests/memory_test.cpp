@@ -1,0 +1,113 @@
+// Heap memory: how many blocks a call takes, and that it gives them back, whichever of them it cannot have.
+#include <functional>
+#include <new>
+
+#include "support.h"
+
+namespace {
+
+bool counting = false;
+int taken = 0, returned = 0, refused = 0;  // refused: the number of the block that is not to be had
+
+bool refuses()
+{
+    return counting && ++taken == refused && (errno = ENOMEM);
+}
+
+}  // namespace
+
+#define ALLOCATOR(name, parameters, ...)                                                                                       \
+    extern "C" void *__real_##name parameters;                                                                                 \
+    extern "C" void *__wrap_##name parameters                                                                                  \
+    {                                                                                                                          \
+        return refuses() ? nullptr : __real_##name(__VA_ARGS__);                                                               \
+    }
+ALLOCATOR(malloc, (size_t size), size)
+ALLOCATOR(calloc, (size_t count, size_t size), count, size)
+ALLOCATOR(realloc, (void *block, size_t size), block, size)
+extern "C" void __real_free(void *block);
+extern "C" void __wrap_free(void *block)
+{
+    returned += counting && block != nullptr;
+    __real_free(block);
+}
+
+namespace {
+
+// The call gives the status with that many blocks; without any one of them it returns -1 and leaves everything as it was.
+void expect_blocks(int blocks, int32_t status, const std::function<int32_t(char *, int32_t *)> &function)
+{
+    for (refused = 0; refused <= blocks; ++refused) {
+        Outcome got;
+        char *const dst = destinations.offer(1 << 15);
+        taken = returned = 0;
+        counting = true;
+        got.status = function(dst, &got.out_length);
+        counting = false;
+        got.value = destinations.found();
+        EXPECT_EQ(got, (refused == 0 ? Outcome{status, got.value, got.out_length} : Outcome{-1}))
+            << "without block " << refused;
+        EXPECT_TRUE(refused > 0 || taken == blocks) << taken << " blocks";
+        EXPECT_EQ(returned, taken - (refused > 0)) << "without block " << refused;
+    }
+}
+
+void expect_blocks(int blocks, int32_t status, const std::vector<ZEMTConversion *> &conversions, const std::string &source,
+                   size_t length)
+{
+    static const Format format(L"%YYYY%MM%DD");
+    for (ZEMTConversion *const convert : conversions) {
+        SCOPED_TRACE("conversion " + std::to_string(&convert - conversions.data()) + " of " + std::to_string(length));
+        const char *const src = sources.hold(source);
+        expect_blocks(blocks, status, [&](char *dst, int32_t *out_length) {
+            auto cell = static_cast<int32_t>(length);
+            return convert(src, &cell, dst, (1 << 15) - 4, out_length, &format.parms);
+        });
+    }
+}
+
+TEST(Memory, IsTakenByDatesAndTimesOnly)
+{
+    using List = std::vector<ZEMTConversion *>;
+    const List in_place = {ZEMTCnvZEMTDateToWVarcharSz, ZEMTCnvZEMTTSToWVarcharSz};
+    const List delivered = {ZEMTCnvZEMTTSToWchar, ZEMTCnvZEMTTSToWVarchar, ZEMTCnvZEMTTSToChar, ZEMTCnvZEMTTSToVarchar,
+                            ZEMTCnvZEMTTSToVarcharSz};
+    const List from_numbers = {ZEMTCnvTinyIntToWVarcharSz, ZEMTCnvSmallIntToWVarcharSz, ZEMTCnvIntToWVarcharSz1,
+                               ZEMTCnvLongLongToWVarcharSz, ZEMTCnvZEMTTimeToWVarcharSz};
+    const List from_narrow = {ZEMTCnvVarcharSzToVarcharSz, ZEMTCnvVarcharSzToWVarcharSz, ZEMTCnvVarcharSzToChar,
+                              ZEMTCnvVarcharSzToWChar,     ZEMTCnvVarcharSzToVarchar,    ZEMTCnvVarcharSzToWVarchar};
+    const List from_wide = {ZEMTCnvWVarcharSzToVarcharSz, ZEMTCnvWVarcharSzToWVarcharSz, ZEMTCnvWVarcharSzToWVarcharSzOut,
+                            ZEMTCnvWVarcharSzToChar,      ZEMTCnvWVarcharSzToWChar,      ZEMTCnvWVarcharSzToVarchar,
+                            ZEMTCnvWVarcharSzToWVarchar,  ZEMTCnvWVarcharSzToTinyInt,    ZEMTCnvWVarcharSzToSmallInt,
+                            ZEMTCnvWVarcharSzToInt1,      ZEMTCnvWVarcharSzToLongLong,   ZEMTCnvDateTimeWSzToZEMTTS,
+                            ZEMTCnvDateTimeWSzToZEMTDate, ZEMTCnvDateTimeWSzToZEMTTime};
+    const std::tuple<Layout, List, List> rows[] = {
+        {Char, {ZEMTCnvCharToVarcharSz, ZEMTCnvCharToWVarcharSz}, {ZEMTCnvDateTimeCharToZEMTTS}},
+        {Varchar, {ZEMTCnvVarcharToVarcharSz, ZEMTCnvVarcharToWVarcharSz}, {ZEMTCnvDateTimeVarcharToZEMTTS}},
+        {VarcharSz, from_narrow, {ZEMTCnvDateTimeSzToZEMTTS}},
+        {WChar, {ZEMTCnvWCharToVarcharSz, ZEMTCnvWCharToWVarcharSz}, {ZEMTCnvDateTimeWcharToZEMTTS}},
+        {WVarchar, {ZEMTCnvWVarcharToVarcharSz, ZEMTCnvWVarcharToWVarcharSz}, {ZEMTCnvDateTimeWVarcharToZEMTTS}},
+        {WVarcharSz, from_wide, {}},
+    };
+    for (const size_t size : {8u, 127u, 128u, 4000u}) {
+        const std::string text = "20240115" + std::string(size - 8, '0');
+        for (const auto &[layout, others, parsers] : rows) {
+            const std::string characters = unit_of[layout] == 1 ? text : wide(std::wstring(text.begin(), text.end()));
+            expect_blocks(0, 0, others, laid_out(layout, characters), characters.size());
+            expect_blocks(size > 127, 0, parsers, laid_out(layout, characters), size);
+        }
+        for (const size_t format_size : {11u, 63u, 64u, 500u}) {
+            const std::wstring format = L"%YYYY%MM%DD" + std::wstring(format_size - 11, '!');
+            ZEMTDate date{1, 2, 3, {}, format.c_str()};
+            const auto parse = [&](char *, int32_t *) { return ZEMTDateCharToDate(text.c_str(), &date); };
+            expect_blocks((format_size > 63) + (size > 127), 0, parse);
+        }
+    }
+    expect_blocks(0, 0, from_numbers, image(at(0, 0, 0)), 0);
+    for (const int month : {3, 13}) {
+        expect_blocks(0, month == 13 ? 56 : 0, in_place, image(at(2024, month, 5)), 0);
+        expect_blocks(1, month == 13 ? 56 : 0, delivered, image(at(2024, month, 5)), 0);
+    }
+}
+
+}  // namespace
