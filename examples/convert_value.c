@@ -15,14 +15,12 @@ int main(void)
 {
     /* Once for each column: parse the format. */
     static const wchar_t format[] = L"%YYYY-%MM-%DD %HH24:%MI:%SS";
-    ZEMTFmtItem list[sizeof format / sizeof *format] = {{0}}; /* an entry a character, and one for the end */
-    ZEMTDateFormat date_format = {{0}};
-    ZEMTCnvParms parms = {{0}};
+    ZEMTFmtItem list[sizeof format / sizeof *format]; /* an entry a character, and one for the end */
+    memset(list, 0, sizeof list);
     int32_t kind = ZEMT_KIND_DATE;
     if (ZEMTGetFormatCodes(format, list, &kind) != ZEMT_RC_OK) return 1;
-    date_format.formatCodes = list;
-    date_format.formatLength = (int32_t)wcslen(format);
-    parms.dateFormat = &date_format;
+    const ZEMTDateFormat date_format = {.formatCodes = list, .formatLength = (int32_t)wcslen(format)};
+    const ZEMTCnvParms parms = {.dateFormat = &date_format};
 
     /* Once for each value: one call. */
     struct varchar value = {19, "2024-01-15 13:45:30"};

@@ -463,8 +463,7 @@ ZEMT_API int32_t ZEMTWVarcharSzToTS(const wchar_t *text, int32_t textLength, con
  * (which leaves nothing to read: 54); then -1, or 54 to 59. A null src, dst, parms, dateFormat or list, a negative length: -1.
  * dst and *outLen are written on success only.
  *
- * Texts of up to 127 characters (bytes, in UTF-8) and aligned WVarcharSz texts of any length take no heap memory; others take
- * one block.
+ * Texts of up to 127 characters (bytes, in UTF-8) and all WVarcharSz texts take no heap memory; others take one block.
  */
 
 /*                        name                                                         *srcLen */

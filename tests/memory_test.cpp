@@ -56,13 +56,15 @@ void expect_blocks(int blocks, int32_t status, const std::vector<ZEMTConversion 
                    size_t length)
 {
     static const Format format(L"%YYYY%MM%DD");
-    for (ZEMTConversion *const convert : conversions) {
-        SCOPED_TRACE("conversion " + std::to_string(&convert - conversions.data()) + " of " + std::to_string(length));
-        const char *const src = sources.hold(source);
-        expect_blocks(blocks, status, [&](char *dst, int32_t *out_length) {
-            auto cell = static_cast<int32_t>(length);
-            return convert(src, &cell, dst, (1 << 15) - 4, out_length, &format.parms);
-        });
+    for (ZEMTConversion *const &convert : conversions) {
+        for (const size_t shift : {0u, 1u}) {
+            SCOPED_TRACE("conversion " + std::to_string(&convert - conversions.data()) + " of " + std::to_string(length));
+            const char *const src = sources.hold(source, shift);
+            expect_blocks(blocks, status, [&](char *dst, int32_t *out_length) {
+                auto cell = static_cast<int32_t>(length);
+                return convert(src, &cell, dst, (1 << 15) - 4, out_length, &format.parms);
+            });
+        }
     }
 }
 

@@ -128,7 +128,7 @@ TEST(Text, FollowsTheModelInEveryRoom)
 
 TEST(Text, FollowsTheModelInEveryLength)
 {
-    std::vector<size_t> lengths = {8190, 8191, 8192, 32766, 32767, 32768, 40000};
+    std::vector<size_t> lengths = {8191, 8192, 32767, 32768, 40000};
     for (size_t length = 1; length < 140; ++length) lengths.push_back(length);
     for (const Conversion &c : conversions) {
         for (const size_t length : lengths) {

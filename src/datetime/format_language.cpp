@@ -13,7 +13,7 @@ constexpr size_t longest_format = 32767;
 const Keyword *match_keyword(const wchar_t *text)
 {
     for (const Keyword &keyword : fmtCodes) {
-        if (begins_with(text, keyword.keyword, keyword.length)) return &keyword;
+        if (begins_with(bytes(text), keyword.keyword, keyword.length)) return &keyword;
     }
     return nullptr;
 }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "text/layouts.h"
 #include "zemt.h"
 
 namespace zemt {
@@ -40,11 +41,12 @@ constexpr wchar_t ascii_upper(wchar_t character)
     return character >= L'a' && character <= L'z' ? static_cast<wchar_t>(character - (L'a' - L'A')) : character;
 }
 
-// Whether text begins with the first length characters of word, in whatever case. Stops at the text's terminator.
-constexpr bool begins_with(const wchar_t *text, const wchar_t *word, int32_t length)
+// Whether wide text at any address begins with the first length characters of word, in whatever case. Reads no further than the
+// text's terminator.
+inline bool begins_with(const char *text, const wchar_t *word, int32_t length)
 {
     for (int32_t i = 0; i < length; ++i) {
-        if (ascii_upper(text[i]) != ascii_upper(word[i])) return false;
+        if (ascii_upper(load<wchar_t>(text + i * 4)) != ascii_upper(word[i])) return false;
     }
     return true;
 }

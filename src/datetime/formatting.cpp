@@ -10,6 +10,7 @@
 #include "text/calling_form.h"
 #include "text/digits.h"
 #include "text/layouts.h"
+#include "validation.h"
 
 namespace zemt {
 namespace {
@@ -36,15 +37,12 @@ __attribute__((noinline)) int32_t put_any_number(char *dst, int32_t room, int32_
 template <typename Unit, int32_t digits>
 inline int32_t put_number(char *dst, int32_t room, int32_t number)
 {
+    constexpr int unit = sizeof(Unit);
     constexpr uint32_t limit = digits == 2 ? 100 : digits == 4 ? 10000 : digits == 6 ? 1000000 : 0;
-    const auto value = static_cast<uint32_t>(number);
+    auto value = static_cast<uint32_t>(number);
     if (value >= limit || room <= digits) return put_any_number<Unit>(dst, room, number, digits);
-    if constexpr (digits == 2) {
-        write_pair<Unit>(dst, value);
-    } else {
-        write_four<Unit>(dst, digits == 4 ? value : value / 100);
-        if (digits == 6) write_pair<Unit>(dst + 4 * sizeof(Unit), value % 100);
-    }
+    for (int32_t at = digits - 2; at > 0; at -= 2, value /= 100) write_pair<Unit>(dst + at * unit, value % 100);
+    write_pair<Unit>(dst, value);
     return digits;
 }
 
@@ -82,6 +80,11 @@ constexpr Rule rules[] = {
     {Time | Timestamp, 0},       // PM
 };
 
+constexpr Rule rule_of(uint32_t code)
+{
+    return rules[code < std::size(rules) ? code : ZEMT_FMT_LITERAL];
+}
+
 constexpr uint8_t mode_of(int32_t mode)
 {
     return mode == ZEMT_KIND_DATE ? Date : mode == ZEMT_KIND_TIME ? Time : mode == ZEMT_KIND_TIMESTAMP ? Timestamp : Other;
@@ -89,7 +92,9 @@ constexpr uint8_t mode_of(int32_t mode)
 
 constexpr int wanted_components(uint8_t mode)
 {
-    return mode == Date ? Year | Month | Day : mode == Time ? Hour | Minute | Second : mode == Timestamp ? 0x7F : 0;
+    constexpr int date = Year | Month | Day;
+    constexpr int time = Hour | Minute | Second;
+    return mode == Date ? date : mode == Time ? time : mode == Timestamp ? date | time | Fraction : 0;
 }
 
 struct Indicator {
@@ -107,7 +112,7 @@ inline int32_t put_name(char *dst, int32_t room, uint16_t month, bool abbreviate
     return length;
 }
 
-// Writes what one list entry stands for at position; returns its characters or no_room.
+// Writes what an entry stands for at position; returns its characters or no_room.
 inline int32_t put_entry(char *dst, int32_t room, const ZEMTFmtItem &entry, const ZEMTTS &ts, int32_t position,
                          Indicator &indicator)
 {
@@ -153,9 +158,15 @@ inline Formatted format(char *dst, int32_t size, const ZEMTFmtItem *list, const 
     int32_t position = 0;
     Indicator indicator;
     for (const ZEMTFmtItem *entry = list; entry->code != ZEMT_FMT_END; ++entry) {
-        const Rule rule = rules[entry->code < std::size(rules) ? entry->code : ZEMT_FMT_LITERAL];
+        if (entry->code == ZEMT_FMT_LITERAL && pending != 0) {
+            if (position + 1 >= size) return {ZEMT_RC_ERROR, 0};
+            write_unit<Wide>(dst, position++, static_cast<uint32_t>(entry->ch));
+            continue;
+        }
+        const Rule rule = rule_of(entry->code);
         if ((rule.modes & mode) != 0) {
-            const int32_t written = put_entry(dst + ptrdiff_t{position} * 4, size - position, *entry, ts, position, indicator);
+            char *const place = dst + ptrdiff_t{position} * 4;
+            const int32_t written = put_entry(place, size - position, *entry, ts, position, indicator);
             if (written == no_room) return {ZEMT_RC_ERROR, 0};
             position += written;
             pending &= ~rule.component;
@@ -195,7 +206,7 @@ inline int32_t format_in_place(const void *src, void *dst, int32_t dstSize, int3
     const ZEMTDateFormat *const date_format = date_format_of(parms);
     if (src == nullptr || dst == nullptr || date_format == nullptr) return ZEMT_RC_ERROR;
     const ZEMTTS ts = widened<Record>(src);
-    if (const int32_t status = ZEMTValidateDateTime(&ts, kind); status != ZEMT_RC_OK) return status;
+    if (const int32_t status = check(ts, kind); status != ZEMT_RC_OK) return status;
     const Formatted result = format(bytes(dst), dstSize / 4, date_format->formatCodes, ts, kind);
     if (result.status == ZEMT_RC_OK) *outLen = result.length;
     return result.status;
@@ -207,7 +218,7 @@ constexpr int32_t room_for_format_character = 16;
 inline int32_t format_and_deliver(const ZEMTTS &ts, wchar_t *scratch, int32_t room, ZEMTConversion *deliver, void *dst,
                                   int32_t dstSize, int32_t *outLen, const ZEMTCnvParms *parms)
 {
-    if (const int32_t status = ZEMTValidateDateTime(&ts, ZEMT_KIND_TIMESTAMP); status != ZEMT_RC_OK) return status;
+    if (const int32_t status = check(ts, ZEMT_KIND_TIMESTAMP); status != ZEMT_RC_OK) return status;
     const ZEMTFmtItem *const list = parms->dateFormat->formatCodes;
     const Formatted result = format(bytes(scratch), room, list, ts, ZEMT_KIND_TIMESTAMP);
     if (result.status != ZEMT_RC_OK) return result.status;

@@ -1,15 +1,40 @@
 // Text to date/time records: the literal matcher, the parser, and its conversions.
 #include <cstring>
 #include <cwchar>
+#include <iterator>
 #include <type_traits>
 
 #include "format_language.h"
 #include "scratch.h"
 #include "text/calling_form.h"
 #include "text/layouts.h"
+#include "validation.h"
 
 namespace zemt {
 namespace {
+
+// Wide text up to its terminator, at any address. A character is read only where the one before it is not the terminator.
+class Text
+{
+public:
+    explicit Text(const void *at) : at_(bytes(at)) {}
+
+    const char *at() const { return at_; }
+    wchar_t operator[](int64_t index) const { return load<wchar_t>(at_ + index * 4); }
+    bool ended() const { return (*this)[0] == L'\0'; }
+    void skip(int64_t characters) { at_ += characters * 4; }
+
+    // Characters before the terminator, count at most.
+    int32_t characters_up_to(int32_t count) const
+    {
+        int32_t found = 0;
+        while (found < count && (*this)[found] != L'\0') ++found;
+        return found;
+    }
+
+private:
+    const char *at_;
+};
 
 // ---- Literals ----------------------------------------------------------------------------------------------------------------
 
@@ -26,34 +51,35 @@ inline Run run_at(const ZEMTFmtItem *entry)
     return {first, entry};
 }
 
-inline bool stands_at(const wchar_t *text, Run run)
+inline bool stands_at(Text text, Run run)
 {
-    for (const ZEMTFmtItem *entry = run.first; entry != run.end; ++entry, ++text) {
-        if (*text != entry->ch) return false;  // also at the text's terminator, which no entry of a run equals
+    for (const ZEMTFmtItem *entry = run.first; entry != run.end; ++entry, text.skip(1)) {
+        if (text[0] != entry->ch) return false;  // also at the text's terminator, which no entry of a run equals
     }
     return true;
 }
 
-// The position behind the first occurrence of a run in a text, or null.
-inline const wchar_t *find_behind(const wchar_t *text, Run run)
+// Moves text behind the first occurrence of a run in it; false where it has none.
+inline bool find_behind(Text &text, Run run)
 {
-    for (;; ++text) {
-        if (stands_at(text, run)) return text + (run.end - run.first);
-        if (*text == L'\0') return nullptr;
+    for (Text candidate = text;; candidate.skip(1)) {
+        if (stands_at(candidate, run)) {
+            candidate.skip(run.end - run.first);
+            text = candidate;
+            return true;
+        }
+        if (candidate.ended()) return false;
     }
 }
 
-// Moves entry to the next code and position behind the literals before it.
-inline int32_t next_code(const ZEMTFmtItem *&entry, const wchar_t *&position)
+// Moves entry to the next code and text behind the literals before it.
+inline int32_t next_code(const ZEMTFmtItem *&entry, Text &text)
 {
     const Run run = run_at(entry);
     entry = run.end;
     while (entry->code == ZEMT_FMT_LITERAL) ++entry;
     if (entry->code == ZEMT_FMT_END) return ZEMT_RC_END_OF_FORMAT;
-    const wchar_t *const behind = find_behind(position, run);
-    if (behind == nullptr) return ZEMT_RC_ERROR;
-    position = behind;
-    return ZEMT_RC_OK;
+    return find_behind(text, run) ? ZEMT_RC_OK : ZEMT_RC_ERROR;
 }
 
 // ---- The parser --------------------------------------------------------------------------------------------------------------
@@ -63,181 +89,195 @@ enum class Meridiem { Unknown, Am, Pm };
 constexpr int32_t no_hour = -1;
 constexpr uint32_t code_without_keyword = 20;  // passed over
 
+// The numbers read so far. A record takes the low 16 bits of all but the fraction.
+enum Component : uint8_t { Year, Month, Day, Hour, Minute, Second, Fraction };
+using Components = int32_t[7];
+
 // The hour of the 12-hour clock waits for its half of the day, whichever of the two the format has first.
 struct Clock {
     int32_t pending_hour = no_hour;
     Meridiem meridiem = Meridiem::Unknown;
 };
 
-inline void settle_hour(ZEMTTS &ts, Clock &clock)
+inline void settle_hour(Components &components, Clock &clock)
 {
     if (clock.meridiem == Meridiem::Unknown) return;
     const uint32_t half = clock.meridiem == Meridiem::Pm ? 12 : 0;
-    ts.hour = static_cast<uint16_t>(static_cast<uint32_t>(clock.pending_hour) + half);
+    components[Hour] = static_cast<int32_t>(static_cast<uint32_t>(clock.pending_hour) + half);
     clock.pending_hour = no_hour;
 }
 
-inline void read_indicator(const wchar_t *text, ZEMTTS &ts, Clock &clock)
+inline void read_indicator(Text text, Components &components, Clock &clock)
 {
-    if (begins_with(text, L"PM", 2))
+    if (begins_with(text.at(), L"PM", 2))
         clock.meridiem = Meridiem::Pm;
-    else if (begins_with(text, L"AM", 2))
+    else if (begins_with(text.at(), L"AM", 2))
         clock.meridiem = Meridiem::Am;
     else
         clock.meridiem = Meridiem::Unknown;
-    if (clock.pending_hour >= 0) settle_hour(ts, clock);
+    if (clock.pending_hour >= 0) settle_hour(components, clock);
 }
 
-// Reads the name of a month, or its first three letters; returns the characters of the name, or -1.
-inline int32_t read_month(const wchar_t *text, bool abbreviated, uint16_t &month)
+// Reads the name of a month, or its first three letters.
+inline bool read_month(Text &text, bool abbreviated, int32_t &month)
 {
-    uint16_t number = 0;
+    int32_t number = 0;
     for (const MonthName &name : ZEMT_FullMonths) {
         ++number;
         const int32_t length = abbreviated ? abbreviated_month : name.length;
-        if (!begins_with(text, name.name, length)) continue;
+        if (!begins_with(text.at(), name.name, length)) continue;
         month = number;
-        return length;
+        text.skip(length);
+        return true;
     }
-    return -1;
+    return false;
 }
 
-// A number of as many digits as its keyword has letters, in the usual case that digits are all it has: returns the characters
-// read, or 0 where the field reader has to look at them.
+// Reads a number of width characters where, as usual, all of them are digits.
 template <int32_t width>
-inline int32_t read_digits(const wchar_t *text, int32_t &number)
+inline bool read_digits(Text &text, int32_t &number)
 {
     uint32_t value = 0;
     for (int32_t i = 0; i < width; ++i) {
         const uint32_t digit = static_cast<uint32_t>(text[i]) - '0';
-        if (digit > 9) return 0;
+        if (digit > 9) return false;
         value = value * 10 + digit;
     }
     number = static_cast<int32_t>(value);
-    return width;
+    text.skip(width);
+    return true;
 }
 
-// Characters up to count before the terminator.
-inline int32_t characters_up_to(const wchar_t *text, int32_t count)
+// Reads a number of at most entry_width characters, as its list entry has it, and goes forward by as many as its keyword stands
+// for. A width known at compile time keeps the way through the text out of the way through memory.
+template <int32_t width>
+inline bool read_number(Text &text, int32_t entry_width, int32_t &number)
 {
-    int32_t found = 0;
-    while (found < count && text[found] != L'\0') ++found;
-    return found;
+    if (entry_width == width && read_digits<width>(text, number)) return true;
+    const auto *const characters = reinterpret_cast<const wchar_t *>(text.at());
+    if (ZEMTCnvWVarcharSzToInt(characters, &number, 0, entry_width) != ZEMT_RC_OK) return false;
+    text.skip(text.characters_up_to(width));
+    return true;
 }
 
-// Reads a number of the entry's width into component; returns the characters to go forward, or -1.
-template <int32_t width, typename Component>
-inline int32_t read_field(const wchar_t *text, int32_t entry_width, Component &component)
-{
-    int32_t number;
-    int32_t advance = entry_width == width ? read_digits<width>(text, number) : 0;
-    if (advance == 0) {
-        if (ZEMTCnvWVarcharSzToInt(text, &number, 0, entry_width) != ZEMT_RC_OK) return -1;
-        advance = characters_up_to(text, width);
-    }
-    component = static_cast<Component>(number);
-    return advance;
-}
-
-// Reads what one code stands for at text into ts; returns the characters to go forward, or -1 where the parse fails.
-inline int32_t read_entry(const wchar_t *text, const ZEMTFmtItem &entry, ZEMTTS &ts, Clock &clock)
+// Reads what one code stands for and moves text behind it; false where the parse fails.
+inline bool read_entry(Text &text, const ZEMTFmtItem &entry, Components &components, Clock &clock)
 {
     constexpr int32_t hour24_suffix = 2;  // the '2' and '4' of the keyword are not part of the field
     switch (entry.code) {
-    case ZEMT_FMT_YYYY: return read_field<4>(text, entry.length, ts.year);
-    case ZEMT_FMT_YY: return read_field<2>(text, entry.length, ts.year);
-    case ZEMT_FMT_MONTH: return read_month(text, false, ts.month);
-    case ZEMT_FMT_MMM: return read_month(text, true, ts.month);
-    case ZEMT_FMT_MM: return read_field<2>(text, entry.length, ts.month);
-    case ZEMT_FMT_DD: return read_field<2>(text, entry.length, ts.day);
-    case ZEMT_FMT_HH24: return read_field<2>(text, entry.length - hour24_suffix, ts.hour);
-    case ZEMT_FMT_HH: {
-        const int32_t advance = read_field<2>(text, entry.length, clock.pending_hour);
-        if (advance >= 0) settle_hour(ts, clock);
-        return advance;
-    }
-    case ZEMT_FMT_MI: return read_field<2>(text, entry.length, ts.minute);
-    case ZEMT_FMT_SS: return read_field<2>(text, entry.length, ts.second);
-    case ZEMT_FMT_FFFFFF: return read_field<6>(text, entry.length, ts.fraction);
-    case ZEMT_FMT_FFFFF: return read_field<5>(text, entry.length, ts.fraction);
-    case ZEMT_FMT_FFFF: return read_field<4>(text, entry.length, ts.fraction);
-    case ZEMT_FMT_FFF: return read_field<3>(text, entry.length, ts.fraction);
-    case ZEMT_FMT_FF: return read_field<2>(text, entry.length, ts.fraction);
-    case ZEMT_FMT_F: return read_field<1>(text, entry.length, ts.fraction);
-    case ZEMT_FMT_PM: read_indicator(text, ts, clock); return characters_up_to(text, 2);
-    case code_without_keyword: return 0;
-    default: return -1;
+    case ZEMT_FMT_YYYY: return read_number<4>(text, entry.length, components[Year]);
+    case ZEMT_FMT_YY: return read_number<2>(text, entry.length, components[Year]);
+    case ZEMT_FMT_MONTH: return read_month(text, false, components[Month]);
+    case ZEMT_FMT_MMM: return read_month(text, true, components[Month]);
+    case ZEMT_FMT_MM: return read_number<2>(text, entry.length, components[Month]);
+    case ZEMT_FMT_DD: return read_number<2>(text, entry.length, components[Day]);
+    case ZEMT_FMT_HH24: return read_number<2>(text, entry.length - hour24_suffix, components[Hour]);
+    case ZEMT_FMT_HH:
+        if (!read_number<2>(text, entry.length, clock.pending_hour)) return false;
+        settle_hour(components, clock);
+        return true;
+    case ZEMT_FMT_MI: return read_number<2>(text, entry.length, components[Minute]);
+    case ZEMT_FMT_SS: return read_number<2>(text, entry.length, components[Second]);
+    case ZEMT_FMT_FFFFFF: return read_number<6>(text, entry.length, components[Fraction]);
+    case ZEMT_FMT_FFFFF: return read_number<5>(text, entry.length, components[Fraction]);
+    case ZEMT_FMT_FFFF: return read_number<4>(text, entry.length, components[Fraction]);
+    case ZEMT_FMT_FFF: return read_number<3>(text, entry.length, components[Fraction]);
+    case ZEMT_FMT_FF: return read_number<2>(text, entry.length, components[Fraction]);
+    case ZEMT_FMT_F: return read_number<1>(text, entry.length, components[Fraction]);
+    case ZEMT_FMT_PM:
+        read_indicator(text, components, clock);
+        text.skip(text.characters_up_to(2));
+        return true;
+    case code_without_keyword: return true;
+    default: return false;
     }
 }
 
-inline int32_t parse(const wchar_t *position, const ZEMTFmtItem *entry, ZEMTTS &ts)
+// Reads text under a list and moves it to where reading ended.
+inline int32_t parse(Text &source, const ZEMTFmtItem *entry, Components &components)
 {
-    ts = {};
+    Text text = source;
     Clock clock;
-    for (; *position != L'\0'; ++entry) {
+    int32_t status = ZEMT_RC_OK;
+    for (; !text.ended(); ++entry) {
         if (entry->code == ZEMT_FMT_LITERAL) {
-            const int32_t status = next_code(entry, position);
-            if (status == ZEMT_RC_END_OF_FORMAT) break;
-            if (status != ZEMT_RC_OK) return status;
+            if (text[0] == entry->ch && entry[1].code - 1 < ZEMT_FMT_END - 1) {
+                // one literal, in its place, and a code
+                ++entry;
+                text.skip(1);
+            } else if (status = next_code(entry, text); status != ZEMT_RC_OK) {
+                break;
+            }
+        } else if (entry->code == ZEMT_FMT_END) {
+            break;
         }
-        if (entry->code == ZEMT_FMT_END) break;
-        const int32_t advance = read_entry(position, *entry, ts, clock);
-        if (advance < 0) return ZEMT_RC_ERROR;
-        position += advance;
+        if (!read_entry(text, *entry, components, clock)) {
+            status = ZEMT_RC_ERROR;
+            break;
+        }
     }
-    if (clock.pending_hour != no_hour) ts.hour = static_cast<uint16_t>(clock.pending_hour);
+    source = text;
+    if (status == ZEMT_RC_ERROR) return status;
+    if (clock.pending_hour != no_hour) components[Hour] = clock.pending_hour;
     return ZEMT_RC_OK;
 }
 
 // ---- The conversions ---------------------------------------------------------------------------------------------------------
 
-inline void deliver(const ZEMTTS &ts, ZEMTTS &record)
+// Packs three or four components as the records have them. Records are put together in registers, because a wide load of what
+// has just been stored in small parts has to wait for all of them.
+inline uint64_t pack(int32_t first, int32_t second, int32_t third, int32_t fourth = 0)
 {
-    record = ts;
+    const auto part = [](int32_t component) { return uint64_t{static_cast<uint16_t>(component)}; };
+    return part(first) | part(second) << 16 | part(third) << 32 | part(fourth) << 48;
 }
 
-inline void deliver(const ZEMTTS &ts, ZEMTDate &record)
+template <typename Record>
+inline void write_record(void *dst, const Components &components)
 {
-    record.year = ts.year;
-    record.month = ts.month;
-    record.day = ts.day;
-}
-
-inline void deliver(const ZEMTTS &ts, ZEMTTime &record)
-{
-    record.hour = ts.hour;
-    record.minute = ts.minute;
-    record.second = ts.second;
+    const auto [year, month, day, hour, minute, second, fraction] = components;
+    char *const record = bytes(dst);
+    if constexpr (std::is_same_v<Record, ZEMTTime>) {
+        store(record, pack(hour, minute, second));
+        store(record + 8, uint64_t{0});
+    } else if constexpr (std::is_same_v<Record, ZEMTDate>) {
+        store(record, pack(year, month, day));
+        store(record + 8, uint64_t{0});
+    } else {
+        store(record, pack(year, month, day, hour));
+        store(record + 8, pack(minute, second, 0) | uint64_t{static_cast<uint32_t>(fraction)} << 32);
+        store(record + 16, uint64_t{0});
+    }
 }
 
 // Parses and checks wide text, and writes the record. Whatever the record keeps, the text has to hold a valid date.
 template <typename Record>
-inline int32_t parse_and_deliver(const wchar_t *text, void *dst, int32_t *outLen, const ZEMTDateFormat &format)
+inline int32_t parse_and_deliver(Text &text, void *dst, int32_t *outLen, const ZEMTDateFormat &format)
 {
     if (format.formatLength < 1) return ZEMT_RC_ERROR;
+    Components components{};
+    if (const int32_t status = parse(text, format.formatCodes, components); status != ZEMT_RC_OK) return status;
     ZEMTTS ts;
-    if (const int32_t status = parse(text, format.formatCodes, ts); status != ZEMT_RC_OK) return status;
-    if (const int32_t status = ZEMTValidateDateTime(&ts, ZEMT_KIND_TIMESTAMP); status != ZEMT_RC_OK) return status;
-    Record record{};
-    deliver(ts, record);
-    store(dst, record);
+    write_record<ZEMTTS>(&ts, components);
+    if (const int32_t status = check(ts, ZEMT_KIND_TIMESTAMP); status != ZEMT_RC_OK) return status;
+    write_record<Record>(dst, components);
     *outLen = sizeof(Record);
     return ZEMT_RC_OK;
 }
 
 using TextScratch = Scratch<wchar_t, 128>;
 
-// Characters of a source, and how long the source says it is.
+// Characters of a source, and how many the source says there are.
 struct Source {
     int32_t status;
     const char *at;
     int32_t length;  // bytes of 8-bit text, characters of wide text
 };
 
-inline Source source_of(int64_t length, const char *at)
+inline Source source_of(int64_t length, const void *at)
 {
     if (length < 0 || length > (INT32_MAX - 4) / 4) return {ZEMT_RC_ERROR, nullptr, 0};
-    return {length == 0 ? ZEMT_RC_EMPTY_SOURCE : ZEMT_RC_OK, at, static_cast<int32_t>(length)};
+    return {length == 0 ? ZEMT_RC_EMPTY_SOURCE : ZEMT_RC_OK, bytes(at), static_cast<int32_t>(length)};
 }
 
 inline Source prefixed_source(const void *src, int unit)
@@ -254,44 +294,44 @@ inline int32_t parse_narrow(Source source, int32_t *srcLen, void *dst, int32_t *
 {
     if (source.status != ZEMT_RC_OK) return source.status;
     TextScratch scratch(static_cast<size_t>(source.length) + 1);
-    wchar_t *const text = scratch.items();
-    if (text == nullptr) return ZEMT_RC_ERROR;
-    text[0] = L'\0';  // what a skipped transcoding leaves
-    int32_t characters;
+    wchar_t *const characters = scratch.items();
+    if (characters == nullptr) return ZEMT_RC_ERROR;
+    characters[0] = L'\0';  // what a skipped transcoding leaves
+    int32_t count;
     const int32_t room = source.length * 4 + 4;
-    int32_t status = ZEMTCnvCharToWVarcharSz(source.at, &source.length, text, room, &characters, parms);
+    int32_t status = ZEMTCnvCharToWVarcharSz(source.at, &source.length, characters, room, &count, parms);
     if (status != ZEMT_RC_OK) return status;
     if (reported == Reported::OnceRead) report_source_length(srcLen, source.length);
+    Text text(characters);
     status = parse_and_deliver<ZEMTTS>(text, dst, outLen, *parms->dateFormat);
     if (status == ZEMT_RC_OK && reported == Reported::OnSuccess) report_source_length(srcLen, source.length);
     return status;
 }
 
-// Parses a copy of wide text, which gives it a terminator or an aligned place.
-template <typename Record>
+// Parses wide text that has no terminator: a copy of it has.
 inline int32_t parse_copy(Source source, void *dst, int32_t *outLen, const ZEMTCnvParms *parms)
 {
     if (source.status != ZEMT_RC_OK) return source.status;
     TextScratch scratch(static_cast<size_t>(source.length) + 1);
-    wchar_t *const text = scratch.items();
-    if (text == nullptr) return ZEMT_RC_ERROR;
-    std::memcpy(text, source.at, static_cast<size_t>(source.length) * 4);
-    text[source.length] = L'\0';
-    return parse_and_deliver<Record>(text, dst, outLen, *parms->dateFormat);
+    wchar_t *const characters = scratch.items();
+    if (characters == nullptr) return ZEMT_RC_ERROR;
+    std::memcpy(characters, source.at, static_cast<size_t>(source.length) * 4);
+    characters[source.length] = L'\0';
+    Text text(characters);
+    return parse_and_deliver<ZEMTTS>(text, dst, outLen, *parms->dateFormat);
 }
 
+// Parses wide text where it stands. Its length, if asked for, is counted from where the parser left it.
 template <typename Record>
-inline int32_t parse_terminated(const void *src, int32_t *srcLen, void *dst, int32_t *outLen, const ZEMTCnvParms *parms)
+inline int32_t parse_in_place(const void *src, int32_t *srcLen, void *dst, int32_t *outLen, const ZEMTCnvParms *parms)
 {
-    if (*srcLen == 0) {
-        const Source source = source_of(terminated_length<Wide>(bytes(src)), bytes(src));
-        if (source.status != ZEMT_RC_OK) return source.status;
-        *srcLen = source.length;
-    }
-    if (is_aligned(src)) return parse_and_deliver<Record>(static_cast<const wchar_t *>(src), dst, outLen, *parms->dateFormat);
-    Source source = source_of(terminated_length<Wide>(bytes(src)), bytes(src));
-    if (source.status == ZEMT_RC_EMPTY_SOURCE) source.status = ZEMT_RC_OK;  // *srcLen says that the text is not empty
-    return parse_copy<Record>(source, dst, outLen, parms);
+    Text text(src);
+    if (*srcLen != 0) return parse_and_deliver<Record>(text, dst, outLen, *parms->dateFormat);
+    if (text.ended()) return ZEMT_RC_EMPTY_SOURCE;
+    const int32_t status = parse_and_deliver<Record>(text, dst, outLen, *parms->dateFormat);
+    const int64_t rest = text.ended() ? 0 : terminated_length<Wide>(text.at());
+    report_source_length(srcLen, (text.at() - bytes(src)) / 4 + rest);
+    return status;
 }
 
 inline bool lacks_argument(const void *src, const void *dst, const ZEMTCnvParms *parms)
@@ -308,20 +348,27 @@ int32_t ZEMTGetNextCodePosInSourceW(const ZEMTFmtItem **entry, const wchar_t **s
 {
     for (const ZEMTFmtItem *literal = *entry; literal->code == ZEMT_FMT_LITERAL; ++literal) *literalBuffer++ = literal->ch;
     *literalBuffer = L'\0';
-    return next_code(*entry, *sourcePos);
+    Text text(*sourcePos);
+    const int32_t status = next_code(*entry, text);
+    *sourcePos = reinterpret_cast<const wchar_t *>(text.at());
+    return status;
 }
 
 int32_t ZEMTWVarcharSzToTS(const wchar_t *text, int32_t, const ZEMTFmtItem *formatCodes, int32_t formatLength, ZEMTTS *ts,
                            int32_t) noexcept
 {
     if (text == nullptr || formatCodes == nullptr || ts == nullptr || formatLength < 1) return ZEMT_RC_ERROR;
-    return parse(text, formatCodes, *ts);
+    Text position(text);
+    Components components{};
+    const int32_t status = parse(position, formatCodes, components);
+    write_record<ZEMTTS>(ts, components);
+    return status;
 }
 
 ZEMT_COMMON_FORM(ZEMTCnvDateTimeCharToZEMTTS)
 {
     if (lacks_argument(src, dst, parms)) return ZEMT_RC_ERROR;
-    return parse_narrow<Reported::Nothing>(source_of(*srcLen, bytes(src)), srcLen, dst, outLen, parms);
+    return parse_narrow<Reported::Nothing>(source_of(*srcLen, src), srcLen, dst, outLen, parms);
 }
 
 ZEMT_COMMON_FORM(ZEMTCnvDateTimeVarcharToZEMTTS)
@@ -333,20 +380,20 @@ ZEMT_COMMON_FORM(ZEMTCnvDateTimeVarcharToZEMTTS)
 ZEMT_COMMON_FORM(ZEMTCnvDateTimeSzToZEMTTS)
 {
     if (lacks_argument(src, dst, parms)) return ZEMT_RC_ERROR;
-    const Source source = source_of(terminated_length<char>(bytes(src)), bytes(src));
+    const Source source = source_of(terminated_length<char>(bytes(src)), src);
     return parse_narrow<Reported::OnSuccess>(source, srcLen, dst, outLen, parms);
 }
 
 ZEMT_COMMON_FORM(ZEMTCnvDateTimeWcharToZEMTTS)
 {
     if (lacks_argument(src, dst, parms)) return ZEMT_RC_ERROR;
-    return parse_copy<ZEMTTS>(source_of(*srcLen, bytes(src)), dst, outLen, parms);
+    return parse_copy(source_of(*srcLen, src), dst, outLen, parms);
 }
 
 ZEMT_COMMON_FORM(ZEMTCnvDateTimeWVarcharToZEMTTS)
 {
     if (lacks_argument(src, dst, parms)) return ZEMT_RC_ERROR;
-    const int32_t status = parse_copy<ZEMTTS>(prefixed_source(src, 4), dst, outLen, parms);
+    const int32_t status = parse_copy(prefixed_source(src, 4), dst, outLen, parms);
     if (status == ZEMT_RC_OK) report_source_length(srcLen, load<int16_t>(src));
     return status;
 }
@@ -354,19 +401,19 @@ ZEMT_COMMON_FORM(ZEMTCnvDateTimeWVarcharToZEMTTS)
 ZEMT_COMMON_FORM(ZEMTCnvDateTimeWSzToZEMTTS)
 {
     if (lacks_argument(src, dst, parms)) return ZEMT_RC_ERROR;
-    return parse_terminated<ZEMTTS>(src, srcLen, dst, outLen, parms);
+    return parse_in_place<ZEMTTS>(src, srcLen, dst, outLen, parms);
 }
 
 ZEMT_COMMON_FORM(ZEMTCnvDateTimeWSzToZEMTDate)
 {
     if (lacks_argument(src, dst, parms)) return ZEMT_RC_ERROR;
-    return parse_terminated<ZEMTDate>(src, srcLen, dst, outLen, parms);
+    return parse_in_place<ZEMTDate>(src, srcLen, dst, outLen, parms);
 }
 
 ZEMT_COMMON_FORM(ZEMTCnvDateTimeWSzToZEMTTime)
 {
     if (lacks_argument(src, dst, parms)) return ZEMT_RC_ERROR;
-    return parse_terminated<ZEMTTime>(src, srcLen, dst, outLen, parms);
+    return parse_in_place<ZEMTTime>(src, srcLen, dst, outLen, parms);
 }
 
 int32_t ZEMTDateCharToDate(const char *text, ZEMTDate *date) noexcept
@@ -388,6 +435,9 @@ int32_t ZEMTDateCharToDate(const char *text, ZEMTDate *date) noexcept
     ZEMTTS ts;
     int32_t size;
     status = ZEMTCnvDateTimeSzToZEMTTS(text, nullptr, &ts, 0, &size, &parms);
-    if (status == ZEMT_RC_OK) deliver(ts, *date);
-    return status;
+    if (status != ZEMT_RC_OK) return status;
+    date->year = ts.year;
+    date->month = ts.month;
+    date->day = ts.day;
+    return ZEMT_RC_OK;
 }

@@ -1,39 +1,6 @@
-// The range test of date/time records.
-#include "zemt.h"
-
-namespace {
-
-constexpr int days_in_month(int year, int month)
-{
-    constexpr int days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    const bool leap_year = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-    return month == 2 && leap_year ? 29 : days[month - 1];
-}
-
-int32_t check_date(const ZEMTTS &ts)
-{
-    if (ts.year < 1 || ts.year > 9999) return ZEMT_RC_INVALID_YEAR;
-    if (ts.month < 1 || ts.month > 12) return ZEMT_RC_INVALID_MONTH;
-    if (ts.day < 1 || ts.day > days_in_month(ts.year, ts.month)) return ZEMT_RC_INVALID_DAY;
-    return ZEMT_RC_OK;
-}
-
-int32_t check_time(const ZEMTTS &ts)
-{
-    if (ts.hour > 23) return ZEMT_RC_INVALID_HOUR;
-    if (ts.minute > 59) return ZEMT_RC_INVALID_MINUTE;
-    if (ts.second > 59) return ZEMT_RC_INVALID_SECOND;
-    return ZEMT_RC_OK;
-}
-
-}  // namespace
+#include "validation.h"
 
 int32_t ZEMTValidateDateTime(const ZEMTTS *ts, int32_t mode) noexcept
 {
-    if (ts == nullptr) return ZEMT_RC_ERROR;
-    if (mode == ZEMT_KIND_DATE || mode == ZEMT_KIND_TIMESTAMP) {
-        if (const int32_t status = check_date(*ts); status != ZEMT_RC_OK) return status;
-    }
-    if (mode == ZEMT_KIND_TIME || mode == ZEMT_KIND_TIMESTAMP) return check_time(*ts);
-    return ZEMT_RC_OK;
+    return ts == nullptr ? ZEMT_RC_ERROR : zemt::check(*ts, mode);
 }

@@ -34,14 +34,6 @@ inline void write_pair(char *dst, uint32_t number)
     store(dst, static_cast<Pair>(('0' + tens) | ('0' + ones) << unit_bits));
 }
 
-// Four digits of a number below 10,000.
-template <typename Unit>
-inline void write_four(char *dst, uint32_t number)
-{
-    write_pair<Unit>(dst, number / 100);
-    write_pair<Unit>(dst + 2 * sizeof(Unit), number % 100);
-}
-
 // ---- Eight digits in a register, the first in the lowest byte ----------------------------------------------------------------
 
 // 12345678 -> 1, 2, 3, 4, 5, 6, 7, 8: halves, quarters and digits are divided side by side, by multiplications.

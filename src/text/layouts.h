@@ -36,11 +36,6 @@ inline char *bytes(void *at)
     return static_cast<char *>(at);
 }
 
-inline bool is_aligned(const void *text)
-{
-    return reinterpret_cast<uintptr_t>(text) % alignof(wchar_t) == 0;
-}
-
 // The number of characters before the terminator.
 template <typename Unit>
 inline int64_t terminated_length(const char *text)
@@ -48,7 +43,8 @@ inline int64_t terminated_length(const char *text)
     if constexpr (sizeof(Unit) == 1) {
         return static_cast<int64_t>(std::strlen(text));
     } else {
-        if (is_aligned(text)) return static_cast<int64_t>(std::wcslen(reinterpret_cast<const wchar_t *>(text)));
+        if (reinterpret_cast<uintptr_t>(text) % alignof(wchar_t) == 0)
+            return static_cast<int64_t>(std::wcslen(reinterpret_cast<const wchar_t *>(text)));
         int64_t length = 0;
         while (load<Wide>(text + length * 4) != 0) ++length;
         return length;

@@ -1,0 +1,54 @@
+#!/usr/bin/env bash
+# Tests the interface itself: interface.sh HEADER LIBRARY OBJECT... checks the header as C99 and C++20, the exported names, what
+# the library needs at run time, its identification strings, and that its own objects hold no writable data.
+set -uo pipefail
+
+header=$1 library=$2
+shift 2
+failures=0
+
+check() {
+    if [[ $2 == "$3" ]]; then
+        echo "ok: $1"
+    else
+        echo "FAILED: $1"
+        diff <(echo "$2") <(echo "$3")
+        failures=$((failures + 1))
+    fi
+}
+
+compile() {
+    local standard=$1 language=$2
+    shift 2
+    for compiler in "$@"; do
+        command -v "$compiler" > /dev/null || continue
+        check "$compiler takes the header alone as $standard" \
+            "$(echo '#include "zemt.h"' | "$compiler" -std="$standard" -x "$language" -Wall -Wextra -Wpedantic -Wconversion \
+                -Wshadow -Wundef -Werror -I "$(dirname "$header")" -fsyntax-only - 2>&1)" ""
+    done
+}
+
+compile c99 c gcc clang
+compile c++11 c++ g++ clang++
+compile c++20 c++ g++ clang++
+
+declared=$(grep '^ZEMT_API' "$header" |
+    sed -E 's/^ZEMT_API (ZEMTConversion|int32_t) ([A-Za-z0-9_]+).*/\2/' | sort)
+undecorated=$(nm -D --defined-only "$library" | awk '{ print $3 }' | grep -vE '^_?_?(asan|odr_asan|ubsan|start___|stop___)' | sort)
+check "the library exports the $(wc -l <<< "$declared") names of the header and nothing else" "$declared" "$undecorated"
+
+if nm "$library" 2> /dev/null | grep -qE '__(asan|tsan|ubsan)'; then
+    echo "skipped: what a sanitizer adds to a library is not its own"
+    exit $((failures > 0))
+fi
+
+needed=$(readelf -d "$library" | sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p' | grep -vE '^(libc\.so\.6|libm\.so\.6|ld-linux.*)$')
+check "the library needs libc, libm and the loader only" "$needed" ""
+check "its name is libzemt.so.2" "$(readelf -d "$library" | sed -n 's/.*SONAME.*\[\(.*\)\]/\1/p')" "libzemt.so.2"
+check "it says what it is" "$(strings "$library" | grep -E '^ZEMT(Version|Build)=' | sort)" \
+    "$(printf 'ZEMTBuild=0228\nZEMTVersion=2.1.0')"
+check "its objects hold no writable data" \
+    "$(readelf -SW "$@" | grep -E ' (\.data|\.bss|\.tdata|\.tbss)[. ]' | awk '{ sub(/^ *\[ *[0-9]+\] */, ""); if ($5 != "000000") print }' |
+        grep -vE '^\.data\.rel\.ro')" ""
+
+exit $((failures > 0))
