@@ -12,9 +12,8 @@
 
 namespace contest {
 
-// The sources of a contest fill this many bytes: more than a branch predictor learns by heart, less than a cache of the second
-// level holds.
-constexpr size_t source_bytes = 512 * 1024;
+// The sources of a contest fill this many bytes: more than a branch predictor learns by heart.
+constexpr size_t source_bytes = 4 * 1024 * 1024;
 
 // Texts, one behind the other as they lie in a page of rows. Each is followed by its terminator.
 template <typename Character>

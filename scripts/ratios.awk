@@ -27,7 +27,7 @@ END {
             split(lines[j], field, "\t")
             wanted = ""
             if (match(field[1], / x[0-9.]+$/)) {
-                wanted = substr(field[1], RSTART + 2)
+                wanted = substr(field[1], RSTART + 2) + 0
                 field[1] = substr(field[1], 1, RSTART - 1)
             }
             ratio = field[2] / ours[work]

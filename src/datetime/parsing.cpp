@@ -151,11 +151,13 @@ inline bool read_digits(Text &text, int32_t &number)
 // Reads a number of at most entry_width characters, as its list entry has it, and goes forward by as many as its keyword stands
 // for. A width known at compile time keeps the way through the text out of the way through memory.
 template <int32_t width>
-inline bool read_number(Text &text, int32_t entry_width, int32_t &number)
+inline bool read_number(Text &text, int32_t entry_width, int32_t &component)
 {
-    if (entry_width == width && read_digits<width>(text, number)) return true;
+    if (entry_width == width && read_digits<width>(text, component)) return true;
+    int32_t number;
     const auto *const characters = reinterpret_cast<const wchar_t *>(text.at());
     if (ZEMTCnvWVarcharSzToInt(characters, &number, 0, entry_width) != ZEMT_RC_OK) return false;
+    component = number;
     text.skip(text.characters_up_to(width));
     return true;
 }

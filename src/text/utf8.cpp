@@ -146,162 +146,137 @@ inline int32_t widen_plain(char *dst, const char *src, int32_t count)
         if (!all_plain(text)) return moved;
         widen16<Unit>(dst + ptrdiff_t{moved} * unit, text);
     }
-    // The rest is moved together with characters before it: the same ones once more.
-    if (moved > 0) {
-        const Bytes16 last = load16(src + count - 16);
-        if (!all_plain(last)) return moved;
-        widen16<Unit>(dst + ptrdiff_t{count - 16} * unit, last);
-        return count;
-    }
-    if (count >= 8) {
-        const auto first = load<uint64_t>(src);
-        const auto last = load<uint64_t>(src + count - 8);
-        if (!all_plain(first) || !all_plain(last)) return 0;
-        widen8<Unit>(dst, first);
-        widen8<Unit>(dst + ptrdiff_t{count - 8} * unit, last);
-        return count;
-    }
-    return 0;
+    return moved;
 }
 
-// 16 to 64 bytes of a text, seen at once: a bit for each byte that starts a character of at least so many bytes.
-struct Block {
-    int size;  // bytes of the well-formed characters of 1 to 4 bytes that the block is made of; 0: it holds something else
-    int units;
-    uint64_t from_two;
-    uint64_t from_three;
-    uint64_t from_four;
+constexpr uint32_t low_bits(int count)
+{
+    return (1u << count) - 1;
+}
+
+constexpr int count_bits(uint32_t sixteen_bits)
+{
+    uint32_t x = sixteen_bits - (sixteen_bits >> 1 & 0x5555);
+    x = (x & 0x3333) + (x >> 2 & 0x3333);
+    x = (x + (x >> 4)) & 0x0F0F;
+    return static_cast<int>((x + (x >> 8)) & 0x1F);
+}
+
+struct Window {
+    int size;         // bytes of the whole characters in the window; 0: it holds something else than the scatter can take
+    uint32_t starts;  // a bit for each byte that a character begins with
 };
 
-template <typename Unit>
-inline Block survey(const char *text, ptrdiff_t available)
+// Looks at up to 16 bytes of text at once: well-formed characters of 1 to 3 bytes, none of them 0.
+inline Window survey(Bytes16 text, int available)
 {
-    uint64_t from_one_more = 0, from_two = 0, from_three = 0, from_four = 0, refused = 0;
-    uint64_t empty_lead = 0, empty_tail = 0;
-    constexpr uint8_t first_refused = sizeof(Unit) == 2 ? 0xF4 : 0xF8;  // F4 is where values that UTF-16 lacks begin
-    int size = 0;
-    for (; available - size >= 16 && size < 64; size += 16) {
-        const Bytes16 part = load16(text + size);
-        from_one_more |= uint64_t{mask_from(part, 0x80)} << size;
-        from_two |= uint64_t{mask_from(part, 0xC0)} << size;
-        from_three |= uint64_t{mask_from(part, 0xE0)} << size;
-        from_four |= uint64_t{mask_from(part, 0xF0)} << size;
-        refused |= uint64_t{mask_from(part, first_refused) | mask_zero(part)} << size;
-        empty_lead |= uint64_t{mask_equal(part, 0xCF, 0xC0)} << size;
-        empty_tail |= uint64_t{mask_equal(part, 0xFF, 0x80)} << size;
+    const uint32_t all = low_bits(available);
+    const uint32_t two = mask_from(text, 0xC0) & all;
+    const uint32_t three = mask_from(text, 0xE0) & all;
+    // A character that goes on behind the window is left to the next one.
+    int size = available;
+    if (((two << 1 | three << 2) & ~all) != 0) size = static_cast<int>(std::bit_width(two)) - 1;
+    const uint32_t inside = low_bits(size);
+    const uint32_t announced = (two & inside) << 1 | (three & inside) << 2;
+    const uint32_t continuation = mask_from(text, 0x80) & ~mask_from(text, 0xC0) & inside;
+    // Overlong forms of 0 end the text like 0 itself: C0 80 and E0 80 80 (and, refused by mistake, D0 80).
+    const uint32_t zero = mask_zero(text) | (mask_equal(text, 0xCF, 0xC0) & mask_equal(text, 0xFF, 0x80) >> 1);
+    const bool refused = announced != continuation || ((zero | mask_from(text, 0xF0)) & inside) != 0;
+    return {refused ? 0 : size, inside & ~continuation};
+}
+
+// Decodes a window without a branch on what its characters are. Every byte is decoded as if it began a character. Stored from
+// the last to the first, each at the place of the character that it belongs to, the values of continuation bytes are replaced by
+// that of the byte before them.
+template <typename Unit, size_t bytes_looked_at>
+inline int scatter(char *dst, Bytes16 text, uint32_t starts)
+{
+    uint16_t values[bytes_looked_at];
+    decode_everywhere<bytes_looked_at>(values, text);
+    const int count = count_bits(starts);
+    char *place = dst + (count - 1) * static_cast<int>(sizeof(Unit));
+    for (size_t at = bytes_looked_at; at-- > 0;) {
+        store(place, static_cast<Unit>(values[at]));
+        place -= (starts >> at & 1) * sizeof(Unit);
     }
-    // Overlong forms of 0 end the text like 0 itself: C0 80, E0 80 80 and F0 80 80 80 (and, refused by mistake, D0 80).
-    refused |= empty_lead & empty_tail >> 1;
-    // A character that goes on behind the block is left to the next one.
-    if ((from_two >> (size - 1) & 1) != 0)
-        size -= 1;
-    else if ((from_three >> (size - 2) & 1) != 0)
-        size -= 2;
-    else if ((from_four >> (size - 3) & 1) != 0)
-        size -= 3;
-    const uint64_t inside = size == 64 ? ~uint64_t{0} : (uint64_t{1} << size) - 1;
-    const uint64_t continuation = from_one_more & ~from_two & inside;
-    from_two &= inside;
-    from_three &= inside;
-    from_four &= inside;
-    const uint64_t announced = from_two << 1 | from_three << 2 | from_four << 3;
-    if (announced != continuation || (refused & inside) != 0) return {};
-    int units = size - std::popcount(continuation);
-    if (sizeof(Unit) == 2) units += std::popcount(from_four);
-    return {size, units, from_two, from_three, from_four};
+    return count;
 }
 
-// The well-formed character of 2 to 4 bytes at an address.
-inline uint32_t decode_well_formed(const char *at, int size)
-{
-    const auto tail = [at](int index) { return byte_at(at + index) & 0x3F; };
-    if (size == 2) return (byte_at(at) & 0x1F) << 6 | tail(1);
-    if (size == 3) return without_replacement((byte_at(at) & 0x0F) << 12 | tail(1) << 6 | tail(2));
-    return without_replacement((byte_at(at) & 0x07) << 18 | tail(1) << 12 | tail(2) << 6 | tail(3));
-}
-
-// Whether the low 3 of 4 bytes are a character of 3 bytes.
-constexpr bool is_three(uint32_t bytes)
-{
-    return (bytes & 0xC0C0F0) == 0x8080E0;
-}
-
-// Moves a run of plain characters and the longer character behind it at a time. Each step writes reach units, so steps are
-// made only while the block still has as many to be written over them.
-template <typename Unit, int reach>
-inline Progress decode_runs(const char *const src, const Block &block, const char *const block_end, Progress from)
-{
-    constexpr int unit = sizeof(Unit);
-    auto at = static_cast<int>(from.in - src);
-    char *out = from.out;
-    const char *const last = block_end - reach * unit;
-    while (out <= last) {
-        const int run = std::countr_zero(block.from_two >> at | uint64_t{1} << reach);
-        if constexpr (reach == 16)
-            widen16<Unit>(out, load16(src + at));
-        else
-            widen8<Unit>(out, load<uint64_t>(src + at));
-        at += run;
-        out += run * unit;
-        if (run == reach) continue;
-        const int size = (block.from_three >> at & 1) == 0 ? 2 : (block.from_four >> at & 1) == 0 ? 3 : 4;
-        out = put<Unit>(out, decode_well_formed(src + at, size));
-        at += size;
-    }
-    return {src + at, out, Stop::SourceUsed};
-}
-
-// Decodes well-formed text of characters of all sizes while there are 16 bytes of it and room for what they hold.
+// Decodes characters of 1 to 3 bytes one after the other, as far as they go: the whole of most short texts.
 template <typename Unit>
-__attribute__((noinline)) Progress decode_mixed(const char *in, const char *const end, char *out, const char *const full)
+ALWAYS_INLINE Progress decode_common(const char *in, const char *const end, char *out, const char *const full)
 {
-    constexpr int unit = sizeof(Unit);
-    while (end - in >= 16) {
-        if (full - out >= 4 * unit && decode_threes<Unit>(out, load16(in))) {
-            in += 12;
-            out += 4 * unit;
-            continue;
+    for (; in < end && out < full; out += sizeof(Unit)) {
+        const uint32_t first = byte_at(in);
+        uint32_t value = first;
+        int size = 1;
+        if (!is_plain(first)) {
+            const auto tail = [in](int index) { return byte_at(in + index) ^ 0x80; };  // below 0x40 in a continuation byte
+            if ((first & 0xF0) == 0xE0 && end - in >= 3 && (tail(1) | tail(2)) < 0x40) {
+                value = without_replacement((first & 0x0F) << 12 | tail(1) << 6 | tail(2));
+                size = 3;
+            } else if ((first & 0xE0) == 0xC0 && end - in >= 2 && tail(1) < 0x40) {
+                value = (first & 0x1F) << 6 | tail(1);
+                size = 2;
+            } else {
+                break;
+            }
+            if (value == 0) break;
         }
-        const Block block = survey<Unit>(in, end - in);
-        char *const block_end = out + block.units * unit;
-        if (block.size == 0 || block_end > full) break;
-        Progress next = decode_runs<Unit, 16>(in, block, block_end, {in, out, Stop::SourceUsed});
-        if (end - in < block.size + 16) next = decode_runs<Unit, 8>(in, block, block_end, next);
-        if (next.in == in) break;
-        in = next.in;
-        out = next.out;
+        store(out, static_cast<Unit>(value));
+        in += size;
     }
     return {in, out, Stop::SourceUsed};
 }
 
-// Decodes one character after the other until the position reaches until, which is end or lies before it.
-template <typename Unit, bool room_for_all>
-ALWAYS_INLINE Progress decode_singly(const char *in, const char *const until, const char *const end, char *out,
-                                     const char *const full)
+// Decodes one character after the other, whatever it is, until the position reaches until, which is end or lies before it.
+template <typename Unit>
+__attribute__((noinline)) Progress decode_singly(const char *in, const char *const until, const char *const end, char *out,
+                                                 const char *const full)
 {
     constexpr int unit = sizeof(Unit);
-    const auto has_room = [&](int units) { return room_for_all || full - out >= units * unit; };
     while (in < until) {
-        if (const uint32_t first = byte_at(in); is_plain(first)) {
-            if (!has_room(1)) return {in, out, Stop::NoRoom};
-            out = put<Unit>(out, first);
-            ++in;
-            continue;
-        }
-        if (end - in >= 4 && is_three(load<uint32_t>(in)) && has_room(1)) {
-            if (const uint32_t value = decode_well_formed(in, 3); value != 0) {
-                out = put<Unit>(out, value);
-                in += 3;
-                continue;
-            }
-        }
         const Sequence sequence = decode_sequence(in, end - in);
         if (sequence.found == Found::CutOff) return {in, out, Stop::CutOff};
         if (sequence.found != Found::Character || sequence.value == 0) return {in, out, Stop::EndOfText};
         if (sizeof(Unit) == 2 && sequence.value > 0x10FFFF) return {in, out, Stop::InvalidCharacter};
-        if (!has_room(units_of<Unit>(sequence.value))) return {in, out, Stop::NoRoom};
+        if (full - out < units_of<Unit>(sequence.value) * unit) return {in, out, Stop::NoRoom};
         out = put<Unit>(out, sequence.value);
         in += sequence.size;
+    }
+    return {in, out, Stop::SourceUsed};
+}
+
+// Decodes 16 bytes at a time, and what is left of a text in the end, while there is room for them and they are well-formed.
+template <typename Unit>
+ALWAYS_INLINE Progress decode_windows(const char *in, const char *const end, char *out, const char *const full)
+{
+    constexpr int unit = sizeof(Unit);
+    for (; end - in >= 16 && full - out >= 16 * unit;) {
+        const Bytes16 text = load16(in);
+        if (all_plain(text)) {
+            widen16<Unit>(out, text);
+            in += 16;
+            out += 16 * unit;
+        } else if (decode_threes<Unit>(out, text)) {
+            in += 12;
+            out += 4 * unit;
+        } else {
+            const Window window = survey(text, 16);
+            if (window.size == 0) return {in, out, Stop::SourceUsed};
+            out += scatter<Unit, 16>(out, text, window.starts) * unit;
+            in += window.size;
+        }
+    }
+    const auto left = static_cast<int>(std::min<ptrdiff_t>(end - in, 16));
+    if (left >= 4 && byte_at(in) < 0xE0 && full - out >= left * unit) {
+        const Bytes16 text = left == 16 ? load16(in) : load_partial(in, left);
+        const Window window = survey(text, left);
+        if (window.size != 0) {
+            out +=
+                (left <= 8 ? scatter<Unit, 8>(out, text, window.starts) : scatter<Unit, 16>(out, text, window.starts)) * unit;
+            in += window.size;
+        }
     }
     return {in, out, Stop::SourceUsed};
 }
@@ -310,20 +285,20 @@ template <typename Unit>
 ALWAYS_INLINE Progress decode(char *const dst, int32_t capacity, const char *src, int32_t length)
 {
     constexpr int unit = sizeof(Unit);
-    const int32_t plain = widen_plain<Unit>(dst, src, std::min(length, capacity));
     const char *const end = src + length;
     const char *const full = dst + ptrdiff_t{capacity} * unit;
-    Progress at{src + plain, dst + ptrdiff_t{plain} * unit, Stop::SourceUsed};
+    Progress at{src, dst, Stop::SourceUsed};
+    if (length >= 16) {
+        const int32_t plain = widen_plain<Unit>(dst, src, std::min(length, capacity));
+        at.in += plain;
+        at.out += ptrdiff_t{plain} * unit;
+    }
     while (at.in < end && at.stop == Stop::SourceUsed) {
-        const char *until = end;
-        if (end - at.in >= 16) {
-            const char *const before = at.in;
-            at = decode_mixed<Unit>(at.in, end, at.out, full);
-            if (at.in == before) until = before + 1;  // something that is not well-formed, or little room
-        }
-        const bool room_for_all = full - at.out >= (end - at.in) * unit;
-        at = room_for_all ? decode_singly<Unit, true>(at.in, until, end, at.out, full)
-                          : decode_singly<Unit, false>(at.in, until, end, at.out, full);
+        at = decode_windows<Unit>(at.in, end, at.out, full);
+        // What is left are few characters, unusual ones, or little room.
+        const char *const until = at.in + std::min<ptrdiff_t>(end - at.in, 16);
+        at = decode_common<Unit>(at.in, until, at.out, full);
+        if (at.in < until) at = decode_singly<Unit>(at.in, until, end, at.out, full);
     }
     return at;
 }
@@ -344,14 +319,6 @@ inline int32_t narrow_plain(char *dst, const char *src, int32_t count)
     };
     for (; count - moved >= 16; moved += 16) {
         if (!move16(moved)) return moved;
-    }
-    if (unit == 4 && moved == 0 && count >= 8) {
-        const uint64_t first = narrow8(src);
-        const uint64_t last = narrow8(src + ptrdiff_t{count - 8} * unit);
-        if (!all_plain(first) || !all_plain(last)) return 0;
-        store(dst, first);
-        store(dst + count - 8, last);
-        return count;
     }
     // As in widen_plain, the rest goes together with characters before it.
     return moved > 0 && moved < count && move16(count - 16) ? count : moved;
@@ -380,7 +347,8 @@ inline WideBlock survey_wide(const char *text, ptrdiff_t available)
     return {units, units + std::popcount(from_two) + std::popcount(from_three), from_two, from_three};
 }
 
-// As decode_runs: a run of plain characters and the longer one behind it at a time, each step writing reach bytes.
+// Moves a run of plain characters and the longer character behind it at a time. Each step writes reach bytes, so steps are made
+// only while the block still has as many to be written over them.
 template <int reach>
 inline Progress encode_runs(const char *const src, const WideBlock &block, const char *const block_end, Progress from)
 {
@@ -440,17 +408,32 @@ inline CodePoint code_point_at(const char *at, ptrdiff_t available)
     return {0x10000 + ((first - 0xD800) << 10) + (second - 0xDC00), 2};
 }
 
+// Encodes 32-bit units of 1 to 3 bytes one after the other, as far as they go: the whole of most short texts.
+ALWAYS_INLINE Progress encode_common(const char *in, const char *const end, char *out, const char *const full)
+{
+    for (; in < end; in += 4) {
+        const auto value = load<uint32_t>(in);
+        if (is_plain(value) && out < full) {
+            *out++ = static_cast<char>(value);
+        } else if (value - 0x80 < 0x800 - 0x80 && full - out >= 2) {
+            encode_sequence(out, value, 2);
+            out += 2;
+        } else if (value - 0x800 < 0x10000 - 0x800 && full - out >= 3) {
+            encode_sequence(out, value, 3);
+            out += 3;
+        } else {
+            break;
+        }
+    }
+    return {in, out, Stop::SourceUsed};
+}
+
+// Encodes one character after the other, whatever it is.
 template <typename Unit>
-ALWAYS_INLINE Progress encode_singly(const char *in, const char *const until, const char *const end, char *out,
-                                     const char *const full)
+__attribute__((noinline)) Progress encode_singly(const char *in, const char *const until, const char *const end, char *out,
+                                                 const char *const full)
 {
     while (in < until) {
-        if (const auto unit = load<Unit>(in); is_plain(static_cast<uint32_t>(unit))) {
-            if (out == full) return {in, out, Stop::NoRoom};
-            *out++ = static_cast<char>(unit);
-            in += sizeof(Unit);
-            continue;
-        }
         const CodePoint point = code_point_at<Unit>(in, end - in);
         if (point.value == 0) return {in, out, Stop::EndOfText};
         if (point.units == 0 || point.value > 0x7FFFFFFF) return {in, out, Stop::InvalidCharacter};
@@ -467,18 +450,19 @@ template <typename Unit>
 ALWAYS_INLINE Progress encode(char *const dst, int32_t capacity, const char *src, int32_t count)
 {
     constexpr int unit = sizeof(Unit);
-    const int32_t plain = narrow_plain<Unit>(dst, src, std::min(count, capacity));
     const char *const end = src + ptrdiff_t{count} * unit;
     const char *const full = dst + capacity;
-    Progress at{src + ptrdiff_t{plain} * unit, dst + plain, Stop::SourceUsed};
+    Progress at{src, dst, Stop::SourceUsed};
+    if (count >= 16) {
+        const int32_t plain = narrow_plain<Unit>(dst, src, std::min(count, capacity));
+        at.in += ptrdiff_t{plain} * unit;
+        at.out += plain;
+    }
     while (at.in < end && at.stop == Stop::SourceUsed) {
-        const char *until = end;
-        if (unit == 4 && end - at.in >= 4 * unit) {
-            const char *const before = at.in;
-            at = encode_mixed(at.in, end, at.out, full);
-            if (at.in == before && end - before >= 16 * unit) until = before + unit;
-        }
-        at = encode_singly<Unit>(at.in, until, end, at.out, full);
+        if constexpr (unit == 4) at = encode_mixed(at.in, end, at.out, full);
+        const char *const until = at.in + std::min<ptrdiff_t>(end - at.in, 16 * unit);
+        if constexpr (unit == 4) at = encode_common(at.in, until, at.out, full);
+        if (at.in < until) at = encode_singly<Unit>(at.in, until, end, at.out, full);
     }
     return at;
 }
@@ -519,12 +503,12 @@ inline int32_t report(Transcoded result, int32_t *outCount)
 
 }  // namespace
 
-Transcoded decode_utf8_to_32(char *dst, int32_t capacity, const char *src, int32_t length)
+Transcoded decode_any(char *dst, int32_t capacity, const char *src, int32_t length)
 {
     return transcode<1, 4, decode<Wide>>(dst, capacity, src, length);
 }
 
-Transcoded encode_utf8_from_32(char *dst, int32_t capacity, const char *src, int32_t count)
+Transcoded encode_any(char *dst, int32_t capacity, const char *src, int32_t count)
 {
     return transcode<4, 1, encode<Wide>>(dst, capacity, src, count);
 }

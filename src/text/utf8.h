@@ -1,8 +1,10 @@
-// The codec behind the exported converters, for texts at any address. A negative capacity or length counts as 0; where dst
-// is null, the units are only counted.
+// The codec behind the exported converters, for texts at any address. A negative capacity or length counts as 0; where dst is
+// null, the units are only counted.
 #pragma once
 
 #include <cstdint>
+
+#include "vectors.h"
 
 namespace zemt {
 
@@ -11,7 +13,62 @@ struct Transcoded {
     int32_t count;  // units produced, also where the status is a failure
 };
 
-Transcoded decode_utf8_to_32(char *dst, int32_t capacity, const char *src, int32_t length);
-Transcoded encode_utf8_from_32(char *dst, int32_t capacity, const char *src, int32_t count);
+Transcoded decode_any(char *dst, int32_t capacity, const char *src, int32_t length);
+Transcoded encode_any(char *dst, int32_t capacity, const char *src, int32_t count);
+
+// Most values are plain and short: those of 8 to 32 characters are moved by two steps that overlap, without a call.
+
+inline bool widen_short(char *dst, const char *src, int32_t length)
+{
+    if (length <= 16) {
+        const auto first = load<uint64_t>(src);
+        const auto last = load<uint64_t>(src + length - 8);
+        if (!all_plain(first) || !all_plain(last)) return false;
+        widen8<Wide>(dst, first);
+        widen8<Wide>(dst + ptrdiff_t{length - 8} * 4, last);
+    } else {
+        const Bytes16 first = load16(src);
+        const Bytes16 last = load16(src + length - 16);
+        if (!all_plain(first) || !all_plain(last)) return false;
+        widen16<Wide>(dst, first);
+        widen16<Wide>(dst + ptrdiff_t{length - 16} * 4, last);
+    }
+    return true;
+}
+
+inline bool narrow_short(char *dst, const char *src, int32_t count)
+{
+    if (count <= 16) {
+        const uint64_t first = narrow8(src);
+        const uint64_t last = narrow8(src + ptrdiff_t{count - 8} * 4);
+        if (!all_plain(first) || !all_plain(last)) return false;
+        store(dst, first);
+        store(dst + count - 8, last);
+    } else {
+        Bytes16 first, last;
+        if (!narrow16<Wide>(src, first) || !narrow16<Wide>(src + ptrdiff_t{count - 16} * 4, last)) return false;
+        if (!all_plain(first) || !all_plain(last)) return false;
+        store16(dst, first);
+        store16(dst + count - 16, last);
+    }
+    return true;
+}
+
+inline bool is_short(int32_t length, int32_t room)
+{
+    return static_cast<uint32_t>(length) - 8 <= 32 - 8 && length <= room;
+}
+
+inline Transcoded decode_utf8_to_32(char *dst, int32_t capacity, const char *src, int32_t length)
+{
+    if (dst != nullptr && is_short(length, capacity) && widen_short(dst, src, length)) return {0, length};
+    return decode_any(dst, capacity, src, length);
+}
+
+inline Transcoded encode_utf8_from_32(char *dst, int32_t capacity, const char *src, int32_t count)
+{
+    if (dst != nullptr && is_short(count, capacity) && narrow_short(dst, src, count)) return {0, count};
+    return encode_any(dst, capacity, src, count);
+}
 
 }  // namespace zemt

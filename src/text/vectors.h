@@ -31,6 +31,16 @@ constexpr bool all_plain(uint64_t eight_bytes)
     return ((eight_bytes | (eight_bytes - 0x0101010101010101)) & 0x8080808080808080) == 0;
 }
 
+// The first size (0..8) bytes at an address, zeros above them; nothing behind them is read.
+inline uint64_t load_up_to_8(const char *at, int size)
+{
+    if (size >= 8) return load<uint64_t>(at);
+    if (size >= 4) return load<uint32_t>(at) | uint64_t{load<uint32_t>(at + size - 4)} << (8 * (size - 4));
+    if (size == 0) return 0;
+    const auto byte = [at](int index) { return uint64_t{static_cast<uint8_t>(at[index])} << (8 * index); };
+    return byte(0) | byte(size / 2) | byte(size - 1);
+}
+
 // Text shorter than this many characters is not worth the question whether the processor has wider registers.
 constexpr int32_t long_text = 128;
 
@@ -41,6 +51,11 @@ using Bytes16 = __m128i;
 inline Bytes16 load16(const char *at)
 {
     return _mm_loadu_si128(reinterpret_cast<const __m128i *>(at));
+}
+
+inline Bytes16 bytes16(uint64_t low, uint64_t high)
+{
+    return _mm_set_epi64x(static_cast<int64_t>(high), static_cast<int64_t>(low));
 }
 
 inline void store16(char *at, Bytes16 value)
@@ -136,13 +151,6 @@ inline void narrow_some(char *dst, const char *src)
         store16(dst, _mm_packus_epi16(low, _mm_packs_epi32(load16(src + 32), load16(src + 48))));
 }
 
-// 8 units as bytes, with some byte that is not plain where a unit is not.
-inline uint64_t narrow8(const char *src)
-{
-    const __m128i units = _mm_packs_epi32(load16(src), load16(src + 16));             // saturates to 0x7FFF and -0x8000
-    return static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_packus_epi16(units, units)));  // saturates to 0xFF and 0
-}
-
 // A bit for each of 16 units above a limit, as signed numbers.
 inline uint32_t mask_above(const char *src, int32_t limit)
 {
@@ -150,6 +158,13 @@ inline uint32_t mask_above(const char *src, int32_t limit)
     const auto above = [src, bound](int part) { return _mm_cmpgt_epi32(load16(src + 16 * part), bound); };
     const __m128i mask = _mm_packs_epi16(_mm_packs_epi32(above(0), above(1)), _mm_packs_epi32(above(2), above(3)));
     return static_cast<uint32_t>(_mm_movemask_epi8(mask));
+}
+
+// 8 units as bytes, with some byte that is not plain where a unit is not.
+inline uint64_t narrow8(const char *src)
+{
+    const __m128i units = _mm_packs_epi32(load16(src), load16(src + 16));             // saturates to 0x7FFF and -0x8000
+    return static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_packus_epi16(units, units)));  // saturates to 0xFF and 0
 }
 
 // Decodes the first 12 bytes if they are four characters of 3 bytes, none of them 0; U+FFFD becomes '?'.
@@ -176,6 +191,33 @@ inline bool decode_threes(char *dst, Bytes16 text)
         store(dst, _mm_cvtsi128_si64(_mm_packs_epi32(value, value)));
     }
     return true;
+}
+
+// Decodes 8 or 16 bytes, each as if it began a character of up to 3 bytes with those behind it; U+FFFD becomes '?'.
+template <size_t count>
+inline void decode_everywhere(uint16_t *values, Bytes16 text)
+{
+    const __m128i zero = _mm_setzero_si128();
+    const auto decode = [](__m128i first, __m128i second, __m128i third) {
+        const __m128i second_bits = _mm_and_si128(second, _mm_set1_epi16(0x3F));
+        const __m128i third_bits = _mm_and_si128(third, _mm_set1_epi16(0x3F));
+        const __m128i two = _mm_or_si128(_mm_slli_epi16(_mm_and_si128(first, _mm_set1_epi16(0x1F)), 6), second_bits);
+        const __m128i three = _mm_or_si128(_mm_or_si128(_mm_slli_epi16(first, 12), _mm_slli_epi16(second_bits, 6)), third_bits);
+        const __m128i is_two = _mm_cmpgt_epi16(first, _mm_set1_epi16(0xBF));
+        const __m128i is_three = _mm_cmpgt_epi16(first, _mm_set1_epi16(0xDF));
+        const __m128i short_value = _mm_or_si128(_mm_and_si128(is_two, two), _mm_andnot_si128(is_two, first));
+        const __m128i value = _mm_or_si128(_mm_and_si128(is_three, three), _mm_andnot_si128(is_three, short_value));
+        const __m128i lost = _mm_cmpeq_epi16(value, _mm_set1_epi16(static_cast<int16_t>(0xFFFD)));
+        return _mm_or_si128(_mm_andnot_si128(lost, value), _mm_and_si128(lost, _mm_set1_epi16('?')));
+    };
+    const __m128i second = _mm_srli_si128(text, 1);
+    const __m128i third = _mm_srli_si128(text, 2);
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(values),
+                     decode(_mm_unpacklo_epi8(text, zero), _mm_unpacklo_epi8(second, zero), _mm_unpacklo_epi8(third, zero)));
+    if constexpr (count == 16)
+        _mm_storeu_si128(
+            reinterpret_cast<__m128i *>(values + 8),
+            decode(_mm_unpackhi_epi8(text, zero), _mm_unpackhi_epi8(second, zero), _mm_unpackhi_epi8(third, zero)));
 }
 
 // Four units as 12 bytes, where all of them lie in 0x800..0xFFFF.
@@ -248,6 +290,14 @@ inline Bytes16 load16(const char *at)
     return load<Bytes16>(at);
 }
 
+inline Bytes16 bytes16(uint64_t low, uint64_t high)
+{
+    Bytes16 value;
+    store(value.at, low);
+    store(value.at + 8, high);
+    return value;
+}
+
 inline void store16(char *at, Bytes16 value)
 {
     store(at, value);
@@ -311,6 +361,13 @@ inline void narrow_some(char *dst, const char *src)
     for (int i = 0; i < count; ++i) dst[i] = src[4 * i];
 }
 
+inline uint32_t mask_above(const char *src, int32_t limit)
+{
+    uint32_t mask = 0;
+    for (unsigned i = 0; i < 16; ++i) mask |= uint32_t{load<int32_t>(src + 4 * i) > limit} << i;
+    return mask;
+}
+
 inline uint64_t narrow8(const char *src)
 {
     uint64_t narrow = 0;
@@ -321,17 +378,25 @@ inline uint64_t narrow8(const char *src)
     return narrow;
 }
 
-inline uint32_t mask_above(const char *src, int32_t limit)
-{
-    uint32_t mask = 0;
-    for (unsigned i = 0; i < 16; ++i) mask |= uint32_t{load<int32_t>(src + 4 * i) > limit} << i;
-    return mask;
-}
-
 template <typename Unit>
 inline bool decode_threes(char *, Bytes16)
 {
     return false;
+}
+
+template <size_t count>
+inline void decode_everywhere(uint16_t *values, Bytes16 text)
+{
+    for (size_t i = 0; i < count; ++i) {
+        const auto bits = [&text, i](size_t next) { return i + next < 16 ? text.at[i + next] & 0x3F : 0; };
+        const int first = text.at[i];
+        int value = first;
+        if (first >= 0xE0)
+            value = (first & 0x0F) << 12 | bits(1) << 6 | bits(2);
+        else if (first >= 0xC0)
+            value = (first & 0x1F) << 6 | bits(1);
+        values[i] = static_cast<uint16_t>(value == 0xFFFD ? '?' : value);
+    }
 }
 
 inline bool encode_threes(char *, const char *)
@@ -355,5 +420,12 @@ inline bool has_wide_registers()
 }
 
 #endif
+
+// The first size (0..15) bytes at an address, zeros behind them; nothing behind them is read.
+inline Bytes16 load_partial(const char *at, int size)
+{
+    if (size <= 8) return bytes16(load_up_to_8(at, size), 0);
+    return bytes16(load<uint64_t>(at), load<uint64_t>(at + size - 8) >> (8 * (16 - size)));
+}
 
 }  // namespace zemt
