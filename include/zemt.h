@@ -133,7 +133,8 @@ ZEMT_API int32_t ConvertTo8(char **pdst, int32_t room, uint32_t value, int32_t *
  *   end of text (a 0 byte)    *value 0, *consumed 0, *psrc behind the 0 byte
  *   malformed sequence        *value the first byte, *consumed -1, *psrc behind the first byte
  * Returns 0 for a sequence that runs past avail: *status 28, *consumed the length it needs, *value 0, *psrc behind the first
- * byte. *status stays as it was otherwise. With avail below 1 nothing is read: 0, *status 28, *consumed 1.
+ * byte. *status stays as it was otherwise. With avail below 1 nothing is read and *psrc stays: 0, *status 28,
+ * *consumed 1, *value 0.
  */
 ZEMT_API int32_t ConvertFrom8(uint32_t *value, const char **psrc, int32_t avail, int32_t *status,
                               int32_t *consumed) ZEMT_NOEXCEPT ZEMT_NONNULL(1, 2, 4, 5);
@@ -154,7 +155,8 @@ ZEMT_API int32_t Convert16To8(char *dst, int32_t dstCap, const uint16_t *src, in
                               int32_t *outCount) ZEMT_NOEXCEPT;
 
 /*
- * Decodes srcLen bytes of UTF-8, or those before the first 0 byte, into 32-bit code points. No terminator is written.
+ * Decodes srcLen bytes of UTF-8, or those before the first 0, into 32-bit code points. A 0 ends the text in an overlong form,
+ * too (C0 80). No terminator is written.
  *
  *   dst        room for dstCap code points; null: nothing is written, dstCap is not looked at, and the size is counted
  *   outCount   receives the code points produced before the conversion stopped, on success and on failure; may be null
@@ -187,7 +189,7 @@ ZEMT_API int32_t Convert8To16(uint16_t *dst, int32_t dstCap, const char *src, in
  * characters): copies truncate there, transcodings return 28. Other values may be of any length.
  *
  * An empty source gives 30, before anything else is looked at, unless a line says "may be empty". A WChar or WVarchar of
- * fewer than 4 bytes is empty. Where *srcLen is 0 on entry, success stores the bytes taken from the source ("taken") or all
+ * 0 to 3 bytes is empty. Where *srcLen is 0 on entry, success stores the bytes taken from the source ("taken") or all
  * its bytes ("whole"); for Char and WChar sources *srcLen is the input length in bytes and is never written.
  *
  * A null src or dst, a negative length, prefix or dstSize: -1, nothing written. parms may be null, which skips nothing.
@@ -404,7 +406,7 @@ ZEMT_API int32_t ZEMTTSToWVarcharSz(wchar_t *dst, int32_t size, const ZEMTFmtIte
  *
  * Into the other layouts the text goes through one heap block of formatLength * 16 + 1 wide characters and the WVarcharSz
  * conversion of section 5 to that layout, whose room, *outLen and statuses hold (also parms->skipTranscode). -1 where the
- * block cannot be had, before the record is checked, and where formatLength is smaller than the format.
+ * block cannot be had, before the record is checked, and where the text does not fit it (a formatLength below 1 fits none).
  *
  * A null src, dst, parms, dateFormat or list: -1. srcLen is neither read nor written.
  */
@@ -460,8 +462,8 @@ ZEMT_API int32_t ZEMTWVarcharSzToTS(const wchar_t *text, int32_t textLength, con
  * dstSize is not consulted.
  *
  * An empty text gives 30; UTF-8 is read as the conversions of section 5 do, with their statuses and parms->skipTranscode
- * (which leaves nothing to read: 54); then -1, or 54 to 59. A null src, dst, parms, dateFormat or list, a negative length: -1.
- * dst and *outLen are written on success only.
+ * (which leaves nothing to read: 54); then -1, or 54 to 59. A null src, dst, parms, dateFormat or list, a negative length of a
+ * Char, Varchar, WChar or WVarchar: -1. dst and *outLen are written on success only.
  *
  * Texts of up to 127 characters (bytes, in UTF-8) and all WVarcharSz texts take no heap memory; others take one block.
  */

@@ -74,7 +74,7 @@ inline int write_number(char *dst, uint64_t number)
     constexpr ptrdiff_t unit = sizeof(Unit);
     const auto write_first = [dst](uint64_t below_hundred_million) {
         const uint64_t digits = split_digits(static_cast<uint32_t>(below_hundred_million));
-        const int zeros = std::countr_zero(digits) / 8;
+        const int zeros = std::countr_zero(digits | uint64_t{1} << 63) / 8;  // the last digit stays
         write_digits<Unit, (most < 8 ? most : 8)>(dst, digits >> (8 * zeros));
         return 8 - zeros;
     };
