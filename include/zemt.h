@@ -185,12 +185,12 @@ ZEMT_API int32_t Convert8To16(uint16_t *dst, int32_t dstCap, const char *src, in
  *               empty, has no terminator but a prefix of 0 and its lengths, and the status is 0.
  *
  * Room: dstSize bytes or dstSize / 4 wide characters, terminator not counted; a prefix is counted where a line below says so
- * (a dstSize that does not hold even the prefix: 28). Values behind a prefix never exceed 32767 bytes (8191 wide
+ * (a dstSize that does not hold even the prefix: 28, also where nothing is converted). Values behind a prefix never exceed 32767 bytes (8191 wide
  * characters): copies truncate there, transcodings return 28. Other values may be of any length.
  *
  * An empty source gives 30, before anything else is looked at, unless a line says "may be empty". A WChar or WVarchar of
  * 0 to 3 bytes is empty. Where *srcLen is 0 on entry, success stores the bytes taken from the source ("taken") or all
- * its bytes ("whole"); for Char and WChar sources *srcLen is the input length in bytes and is never written.
+ * its bytes ("whole", in whole characters); for Char and WChar sources *srcLen is the input length in bytes and is never written.
  *
  * A null src or dst, a negative length, prefix or dstSize: -1, nothing written. parms may be null, which skips nothing.
  */
@@ -314,7 +314,9 @@ typedef struct ZEMTTime {
  *   %DD %D                 day in 2 digits; without padding (formatting only)
  *   %HH24                  hour 00..23
  *   %HH %PM                hour of the 12-hour clock; the place of "AM" or "PM". Hours 0 to 12 are AM and keep their
- *                          number, hours 13 to 23 are PM and lose 12
+ *                          number, hours 13 to 23 are PM and lose 12; so "12 PM" reads as hour 24, which is invalid.
+ *                          Written only if reached before the text ends: as two blanks where no %HH is, and not at all
+ *                          where %HH24 stands behind it. Read, any other two characters leave the hour as it is
  *   %MI %SS                minute, second
  *   %FFFFFF ... %F         fraction in at least 6 ... 1 digits; as an integer, never scaled
  *
@@ -388,7 +390,7 @@ ZEMT_API int32_t ZEMTGetFormatCodes(const wchar_t *format, ZEMTFmtItem *list, in
 /*
  * Writes ts under a list into size wide characters of dst, terminator included. mode says which components are wanted:
  * codes of other components write nothing, literals are always written, and the text ends when the last wanted component has
- * been written, whatever follows it in the list. Numbers are padded with zeros to the digits of their code and are never
+ * been written, whatever follows it in the list. Code 20 and codes above 21 are written like literals. Numbers are padded with zeros to the digits of their code and are never
  * cut. The record is not checked.
  *
  * Returns 0, or -1: a null argument, text and terminator do not fit, size below 1, or a month outside 1..12 under MONTH or
@@ -422,7 +424,7 @@ ZEMT_API ZEMTConversion ZEMTCnvZEMTTSToVarchar ZEMT_NONNULL(5);      /* 3, as ZE
 ZEMT_API ZEMTConversion ZEMTCnvZEMTTSToVarcharSz ZEMT_NONNULL(5);    /* 3, as ZEMTCnvWVarcharSzToVarcharSz */
 
 /*
- * Writes "DD/MM/YYYY hh:mm:ss:ffffff" (26 characters for a valid record with at most 6 digits of fraction) into size wide
+ * Writes "DD/MM/YYYY hh:mm:ss:ffffff" (26 characters for a valid record with a fraction of 0..999999) into size wide
  * characters of buf, terminator included, and its length into *outLen, which may be null. The record is not checked. Returns
  * 0, or -1 where text and terminator do not fit, with part of the text in buf and *outLen as it was.
  */
@@ -444,13 +446,15 @@ ZEMT_API int32_t ZEMTGetNextCodePosInSourceW(const ZEMTFmtItem **entry, const wc
                                              wchar_t *literalBuffer) ZEMT_NOEXCEPT ZEMT_NONNULL(1, 2, 3);
 
 /*
- * Reads NUL-terminated text under a list into ts, all 24 bytes. Literals are sought forward, exactly, over whatever stands
- * before them; numbers have the width of their keyword (one '-' allowed); names of months and "AM"/"PM" are read in either
- * case; text that ends early leaves the remaining fields 0; text behind the last code is ignored. Nothing is checked against
+ * Reads NUL-terminated text under a list into ts, all 24 bytes. Literals before a code are sought forward, exactly, over
+ * whatever stands before them; those behind the last code are never sought. Numbers are read in as many characters as the
+ * entry's length says (one '-' allowed), and the text goes on behind the width of the keyword; names of months and "AM"/"PM" are
+ * read in either case; code 20 is passed over; text that ends early leaves the remaining fields 0; text behind the last code is
+ * ignored. Nothing is checked against
  * the calendar. textLength and mode are not consulted; formatLength must be at least 1.
  *
  * Returns 0 or -1: a null argument or formatLength below 1 (ts untouched), a literal that is not found, a character that is
- * no digit, no name of a month, the codes M and D. ts then holds the fields read before. Allocates nothing.
+ * no digit, no name of a month, the codes M and D and those above 21. ts then holds the fields read before. Allocates nothing.
  */
 ZEMT_API int32_t ZEMTWVarcharSzToTS(const wchar_t *text, int32_t textLength, const ZEMTFmtItem *formatCodes,
                                     int32_t formatLength, ZEMTTS *ts, int32_t mode) ZEMT_NOEXCEPT;
@@ -482,7 +486,8 @@ ZEMT_API ZEMTConversion ZEMTCnvDateTimeWSzToZEMTTime ZEMT_NONNULL(2, 5); /* like
 /*
  * Reads 8-bit text under the format string date->formatText, as ZEMTCnvDateTimeSzToZEMTTS does, and stores year, month and
  * day in *date; its other fields stay. Returns the status of ZEMTGetFormatCodes or of the conversion, and leaves *date as it
- * was unless it is 0. Formats of up to 63 characters take no heap memory; a longer one takes one block.
+ * was unless it is 0. Formats of up to 63 characters take no heap memory; a longer one takes one block beside
+ * that of a long text.
  */
 ZEMT_API int32_t ZEMTDateCharToDate(const char *text, ZEMTDate *date) ZEMT_NOEXCEPT ZEMT_NONNULL(2);
 

@@ -181,6 +181,10 @@ TEST(Parsing, RefusesWhatItCannotRead)
     EXPECT_TRUE(ZEMTWVarcharSzToTS(L"2023", 4, unknown, 9, &ts, 3) == 0 && ts.year == 2023);
     EXPECT_TRUE(ZEMTWVarcharSzToTS(L"2022.", 5, unknown, 9, &ts, 3) == -1 && ts.year == 2022);
     EXPECT_TRUE(ZEMTWVarcharSzToTS(L"2021", 4, passed, 0, &ts, 3) == -1 && ts.year == 2022);
+    for (const int32_t length : {INT32_MIN, INT32_MIN + 1, 0, 1, 2}) {
+        const ZEMTFmtItem narrow_hour[] = {{0, ZEMT_FMT_HH24, length, 0}, {0, ZEMT_FMT_END, 0, 0}};
+        EXPECT_TRUE(ZEMTWVarcharSzToTS(L"12", 2, narrow_hour, 9, &ts, 3) == 0 && ts.hour == 0) << length;
+    }
     EXPECT_EQ(ZEMTWVarcharSzToTS(nullptr, 4, passed, 9, &ts, 3), -1);
     EXPECT_EQ(ZEMTWVarcharSzToTS(L"2020", 4, nullptr, 9, &ts, 3), -1);
     EXPECT_EQ(ZEMTWVarcharSzToTS(L"2020", 4, passed, 9, nullptr, 3), -1);

@@ -165,7 +165,7 @@ inline bool read_number(Text &text, int32_t entry_width, int32_t &component)
 // Reads what one code stands for and moves text behind it; false where the parse fails.
 inline bool read_entry(Text &text, const ZEMTFmtItem &entry, Components &components, Clock &clock)
 {
-    constexpr int32_t hour24_suffix = 2;  // the '2' and '4' of the keyword are not part of the field
+    const auto without_suffix = [](int32_t length) { return length > 2 ? length - 2 : 0; };  // the "24" of HH24
     switch (entry.code) {
     case ZEMT_FMT_YYYY: return read_number<4>(text, entry.length, components[Year]);
     case ZEMT_FMT_YY: return read_number<2>(text, entry.length, components[Year]);
@@ -173,7 +173,7 @@ inline bool read_entry(Text &text, const ZEMTFmtItem &entry, Components &compone
     case ZEMT_FMT_MMM: return read_month(text, true, components[Month]);
     case ZEMT_FMT_MM: return read_number<2>(text, entry.length, components[Month]);
     case ZEMT_FMT_DD: return read_number<2>(text, entry.length, components[Day]);
-    case ZEMT_FMT_HH24: return read_number<2>(text, entry.length - hour24_suffix, components[Hour]);
+    case ZEMT_FMT_HH24: return read_number<2>(text, without_suffix(entry.length), components[Hour]);
     case ZEMT_FMT_HH:
         if (!read_number<2>(text, entry.length, clock.pending_hour)) return false;
         settle_hour(components, clock);
@@ -252,6 +252,14 @@ inline void write_record(void *dst, const Components &components)
     }
 }
 
+// Checks all components, as a timestamp that has their low 16 bits.
+inline int32_t check(const Components &components)
+{
+    const auto low = [&components](Component component) { return static_cast<uint16_t>(components[component]); };
+    const int32_t status = check_date(static_cast<int16_t>(low(Year)), low(Month), low(Day));
+    return status != ZEMT_RC_OK ? status : check_time(low(Hour), low(Minute), low(Second));
+}
+
 // Parses and checks wide text, and writes the record. Whatever the record keeps, the text has to hold a valid date.
 template <typename Record>
 inline int32_t parse_and_deliver(Text &text, void *dst, int32_t *outLen, const ZEMTDateFormat &format)
@@ -259,9 +267,7 @@ inline int32_t parse_and_deliver(Text &text, void *dst, int32_t *outLen, const Z
     if (format.formatLength < 1) return ZEMT_RC_ERROR;
     Components components{};
     if (const int32_t status = parse(text, format.formatCodes, components); status != ZEMT_RC_OK) return status;
-    ZEMTTS ts;
-    write_record<ZEMTTS>(&ts, components);
-    if (const int32_t status = check(ts, ZEMT_KIND_TIMESTAMP); status != ZEMT_RC_OK) return status;
+    if (const int32_t status = check(components); status != ZEMT_RC_OK) return status;
     write_record<Record>(dst, components);
     *outLen = sizeof(Record);
     return ZEMT_RC_OK;

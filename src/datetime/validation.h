@@ -16,28 +16,28 @@ constexpr int days_in_month(int year, int month)
     return month == 4 || month == 6 || month == 9 || month == 11 ? 30 : 31;
 }
 
-constexpr int32_t check_date(const ZEMTTS &ts)
+constexpr int32_t check_date(int16_t year, uint16_t month, uint16_t day)
 {
-    if (ts.year < 1 || ts.year > 9999) return ZEMT_RC_INVALID_YEAR;
-    if (ts.month < 1 || ts.month > 12) return ZEMT_RC_INVALID_MONTH;
-    if (ts.day < 1 || ts.day > days_in_month(ts.year, ts.month)) return ZEMT_RC_INVALID_DAY;
-    return ZEMT_RC_OK;
+    constexpr int shortest_month = 28;  // most days need no look at the month, which no processor foresees
+    if (year < 1 || year > 9999) return ZEMT_RC_INVALID_YEAR;
+    if (month < 1 || month > 12) return ZEMT_RC_INVALID_MONTH;
+    if (day < 1) return ZEMT_RC_INVALID_DAY;
+    return day <= shortest_month || day <= days_in_month(year, month) ? ZEMT_RC_OK : ZEMT_RC_INVALID_DAY;
 }
 
-constexpr int32_t check_time(const ZEMTTS &ts)
+constexpr int32_t check_time(uint16_t hour, uint16_t minute, uint16_t second)
 {
-    if (ts.hour > 23) return ZEMT_RC_INVALID_HOUR;
-    if (ts.minute > 59) return ZEMT_RC_INVALID_MINUTE;
-    if (ts.second > 59) return ZEMT_RC_INVALID_SECOND;
-    return ZEMT_RC_OK;
+    if (hour > 23) return ZEMT_RC_INVALID_HOUR;
+    if (minute > 59) return ZEMT_RC_INVALID_MINUTE;
+    return second > 59 ? ZEMT_RC_INVALID_SECOND : ZEMT_RC_OK;
 }
 
 constexpr int32_t check(const ZEMTTS &ts, int32_t mode)
 {
     if (mode == ZEMT_KIND_DATE || mode == ZEMT_KIND_TIMESTAMP) {
-        if (const int32_t status = check_date(ts); status != ZEMT_RC_OK) return status;
+        if (const int32_t status = check_date(ts.year, ts.month, ts.day); status != ZEMT_RC_OK) return status;
     }
-    if (mode == ZEMT_KIND_TIME || mode == ZEMT_KIND_TIMESTAMP) return check_time(ts);
+    if (mode == ZEMT_KIND_TIME || mode == ZEMT_KIND_TIMESTAMP) return check_time(ts.hour, ts.minute, ts.second);
     return ZEMT_RC_OK;
 }
 

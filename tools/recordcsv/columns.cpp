@@ -91,12 +91,18 @@ bool same_moment(const Column &column, std::string_view field, std::string_view 
            std::ranges::equal(field, std::string_view(complete).substr(0, field.size()), {}, lower, lower);
 }
 
-constexpr Rules text_rules{Takes::Length, Empty::Text, true, same_text};
-constexpr Rules int_rules{Takes::Nothing, Empty::Zero, true, same_integer};
-constexpr Rules stamp_rules{Takes::Format, Empty::Unset, false, same_moment};
-constexpr Rules date_rules{Takes::Format, Empty::Unset, false, same_moment, ZEMT_KIND_DATE};
+// The bytes behind the components of a date/time record say nothing.
+constexpr std::size_t stamp_components = offsetof(ZEMTTS, reserved);
+constexpr std::size_t date_components = offsetof(ZEMTDate, reserved);
+constexpr std::size_t time_components = offsetof(ZEMTTime, reserved);
+
+constexpr Rules text_rules{Takes::Length, Empty::Text, SIZE_MAX, same_text};
+constexpr Rules int_rules{Takes::Nothing, Empty::Zero, SIZE_MAX, same_integer};
+constexpr Rules stamp_rules{Takes::Format, Empty::Unset, stamp_components, same_moment};
+constexpr Rules date_rules{Takes::Format, Empty::Unset, date_components, same_moment, ZEMT_KIND_DATE};
 // All bytes 0 is midnight. The library reads a time only together with a valid date.
-constexpr Rules time_rules{Takes::Format, Empty::Refused, false, same_moment, ZEMT_KIND_TIME, "%YYYY-%MM-%DD ", "2000-01-01 "};
+constexpr Rules time_rules{Takes::Format,  Empty::Refused,   time_components, same_moment,
+                           ZEMT_KIND_TIME, "%YYYY-%MM-%DD ", "2000-01-01 "};
 
 // ---- The table --------------------------------------------------------------------------------------------------------------
 
@@ -200,6 +206,9 @@ PreparedFormat::PreparedFormat(std::string_view format)
 {
     WideText wide_format;
     decode(format, wide_format);
+    std::string understood;
+    encode(wide_format, understood);
+    if (understood != format) throw ValueFailure("not UTF-8 text");
     const auto length = static_cast<std::size_t>(wide_format.length);
     items.resize(length + 1);
     require_success(ZEMTGetFormatCodes(wide_format.buffer.data(), items.data(), &kind));

@@ -54,7 +54,7 @@ enum class Empty {
 struct Rules {
     Takes takes;
     Empty empty;
-    bool reversible;  // a slot's CSV field must give back the slot's value
+    std::size_t meaningful;  // bytes of a value, at most, that its CSV field must give back
     // Whether a field and the text that its slot gives back are the same value.
     bool (*same_value)(const Column &column, std::string_view field, std::string_view read_back);
     int32_t format_kind = 0;  // the one kind of format that suits (ZEMT_KIND_...); 0: any

@@ -12,6 +12,8 @@ namespace recordcsv {
 namespace {
 
 constexpr std::string_view blanks = " \t\r";
+constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+constexpr std::size_t largest_record = std::size_t{1} << 30;
 
 struct Word {
     std::string_view text;
@@ -97,6 +99,8 @@ void add_column(Layout &layout, Column column)
     if (std::ranges::any_of(layout.columns, same_name)) throw FatalError("a second column " + shown(column.name));
     column.offset = layout.record_size;
     layout.record_size += static_cast<std::size_t>(column.slot_size());
+    if (layout.record_size > largest_record)
+        throw FatalError("a record of more than " + std::to_string(largest_record) + " bytes");
     layout.columns.push_back(std::move(column));
 }
 
@@ -109,8 +113,10 @@ Layout read_layout(const std::string &path)
     Layout layout;
     std::string line;
     for (int number = 1; std::getline(file, line); ++number) {
+        std::string_view rest = line;
+        if (number == 1 && rest.starts_with(byte_order_mark)) rest.remove_prefix(byte_order_mark.size());
         try {
-            if (auto column = parse_line(line)) add_column(layout, *std::move(column));
+            if (auto column = parse_line(rest)) add_column(layout, *std::move(column));
         } catch (const FatalError &error) {
             throw FatalError(path + ":" + std::to_string(number) + ": " + error.what());
         }

@@ -218,7 +218,10 @@ void check_outputs(const Arguments &arguments)
     for (std::size_t output = 2; output < std::size(files); ++output) {
         for (std::size_t other = 0; other < output; ++other) {
             const bool in_and_out = files[output] == "-" && other < 2;
-            const bool same_name = files[output] == files[other] && !in_and_out;
+            std::error_code ignored;
+            const bool device =
+                std::filesystem::exists(files[output], ignored) && !std::filesystem::is_regular_file(files[output], ignored);
+            const bool same_name = files[output] == files[other] && !in_and_out && !device;
             if (same_name || same_file(files[output], files[other])) throw FatalError(files[output] + ": named twice");
         }
     }

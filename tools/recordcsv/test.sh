@@ -156,6 +156,10 @@ Char(3)|a\0b|not all of the value can be written as text, only "a"
 Char(3)|a\xE4b|status 28
 Varchar(3)|\x02\0a\xFFb|not all of the value can be written as text
 WChar(2)|\xFD\xFF\0\0a\0\0\0|not all of the value can be written as text
+ZEMTTS "%YY-%MM-%DD %HH24:%MI:%SS.%FFFFFF"|\xE8\x07\x03\0\x05\0\x0D\0\x07\0\x09\0\x7B\0\0\0\0\0\0\0\0\0\0\0|not all of the value can be written as text, only "24-03-05 13:07:09.000123"
+ZEMTTS "%YYYY-%MM-%DD %HH:%MI:%SS.%FFFFFF %PM"|\xE8\x07\x03\0\x05\0\x0D\0\x07\0\x09\0\x7B\0\0\0\0\0\0\0\0\0\0\0|not all of the value can be written as text, only "2024-03-05 01:07:09.000123"
+ZEMTTS "%YYYY-%MM-%DD"|\xE8\x07\x03\0\x05\0\x0D\0\x07\0\x09\0\x7B\0\0\0\0\0\0\0\0\0\0\0|not all of the value can be written as text, only "2024-03-05"
+ZEMTDate "%D.%M.%YYYY"|\xE8\x07\x03\0\x05\0\0\0\0\0\0\0\0\0\0\0|"5.3.2024" cannot be read back: status -1
 TABLE
 
 name="rows around failing ones"
@@ -211,7 +215,16 @@ v ZEMTDate "%QQ"|format "%QQ": status 67
 v ZEMTDate "%HH24"|format "%HH24" does not suit ZEMTDate
 v ZEMTTime "%SS.%FF"|format "%SS.%FF" does not suit ZEMTTime
 v ZEMTTS "now"|format "now" does not suit ZEMTTS
+v ZEMTTS "%YYYYÃ %MM"|format "%YYYY
 TABLE
+name="byte order mark"
+printf '\xEF\xBB\xBFv Int\n' > marked.layout
+printf 'v\n7\n' > marked.csv
+run 0 from-csv marked.layout marked.csv marked.bin
+run 0 to-csv marked.layout marked.bin back.csv
+same back.csv marked.csv
+
+name="files"
 run 2 to-csv absent.layout && says "absent.layout: No such file"
 run 2 to-csv /dev/null && says "/dev/null: no columns"
 run 2 to-csv rows.layout absent.bin && says "absent.bin: No such file"

@@ -54,6 +54,12 @@ bool is_empty(const Column &column, std::span<const std::byte> value)
     return column.type->rules.empty == Empty::Unset ? all_zero(value) : value.empty();
 }
 
+std::span<const std::byte> meaning_of(const Column &column, std::span<const std::byte> slot)
+{
+    const std::span<const std::byte> value = value_in(column, slot);
+    return value.first(std::min(value.size(), column.type->rules.meaningful));
+}
+
 bool is_control(char character)
 {
     return static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
@@ -143,10 +149,13 @@ void Converter::write(const Column &column, std::string_view field, std::span<st
 std::string_view Converter::to_csv(const Column &column, std::span<const std::byte> slot)
 {
     const std::string_view field = read(column, slot);
-    if (!column.type->rules.reversible) return field;
     slot_.resize(slot.size());
-    write(column, field, slot_);
-    if (!std::ranges::equal(value_in(column, slot), value_in(column, slot_))) {
+    try {
+        write(column, field, slot_);
+    } catch (const ValueFailure &failure) {
+        throw ValueFailure(shown(field) + " cannot be read back: " + failure.what());
+    }
+    if (!std::ranges::equal(meaning_of(column, slot), meaning_of(column, slot_))) {
         throw ValueFailure("not all of the value can be written as text, only " + shown(field));
     }
     return field;
