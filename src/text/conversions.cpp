@@ -103,10 +103,9 @@ inline int32_t convert(const void *src, int32_t *srcLen, void *dst, int32_t dstS
             count = 0;
             terminate = false;
         } else {
-            const Transcoded result = Source::unit == 1 ? decode_utf8_to_32(characters, room, text.at, text.count)
-                                                        : encode_utf8_from_32(characters, room, text.at, text.count);
-            if (result.status != ZEMT_RC_OK) return result.status;
-            count = result.count;
+            const int32_t status = Source::unit == 1 ? decode_utf8_to_32(characters, room, text.at, text.count, &count)
+                                                     : encode_utf8_from_32(characters, room, text.at, text.count, &count);
+            if (status != ZEMT_RC_OK) return status;
         }
     } else if constexpr (kind == Kind::Narrow) {
         if (!narrow(characters, text.at, count)) return ZEMT_RC_ERROR;

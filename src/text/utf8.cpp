@@ -42,6 +42,11 @@ inline uint32_t byte_at(const char *at)
     return static_cast<uint8_t>(*at);
 }
 
+constexpr int sum_of_bytes(uint64_t eight_small_bytes)
+{
+    return static_cast<int>(eight_small_bytes * 0x0101010101010101 >> 56);
+}
+
 // ---- One sequence ------------------------------------------------------------------------------------------------------------
 
 constexpr int sequence_size(uint32_t first_byte)
@@ -185,19 +190,30 @@ inline Window survey(Bytes16 text, int available)
     return {refused ? 0 : size, inside & ~continuation};
 }
 
+// The same for characters of 1 and 2 bytes only, which takes half the time.
+inline Window survey_pairs(Bytes16 text, int available)
+{
+    const uint32_t two = mask_from(text, 0xC0);
+    const int size = available - static_cast<int>(two >> (available - 1) & 1);
+    const uint32_t inside = low_bits(size);
+    const uint32_t continuation = mask_high(text) & ~two;
+    const bool refused = (((two << 1 ^ continuation) | mask_unpaired(text)) & inside) != 0;
+    return {refused ? 0 : size, inside & ~continuation};
+}
+
 // Decodes a window without a branch on what its characters are. Every byte is decoded as if it began a character. Stored from
 // the last to the first, each at the place of the character that it belongs to, the values of continuation bytes are replaced by
 // that of the byte before them.
-template <typename Unit, size_t bytes_looked_at>
+template <typename Unit, size_t bytes_looked_at, bool with_threes>
 inline int scatter(char *dst, Bytes16 text, uint32_t starts)
 {
     uint16_t values[bytes_looked_at];
-    decode_everywhere<bytes_looked_at>(values, text);
+    decode_everywhere<bytes_looked_at, with_threes>(values, text);
     const int count = count_bits(starts);
     char *place = dst + (count - 1) * static_cast<int>(sizeof(Unit));
     for (size_t at = bytes_looked_at; at-- > 0;) {
         store(place, static_cast<Unit>(values[at]));
-        place -= (starts >> at & 1) * sizeof(Unit);
+        place -= starts * sizeof(Unit) >> at & sizeof(Unit);
     }
     return count;
 }
@@ -247,6 +263,41 @@ __attribute__((noinline)) Progress decode_singly(const char *in, const char *con
     return {in, out, Stop::SourceUsed};
 }
 
+// Decodes a text of 9 to 63 bytes that has characters of 3 bytes only. The last step is made up with characters before it.
+ALWAYS_INLINE bool decode_threes_run(char *out, const char *in, int32_t length)
+{
+    const char *const end = in + length;
+    char *const out_end = out + ptrdiff_t{length / 3} * 4;
+    if (length < 12) {
+        const auto first = load<uint64_t>(in) & 0xFFFFFFFFFFFF;
+        const auto last = load<uint64_t>(end - 8) >> 16;
+        char four[16];
+        if (!decode_threes<Wide>(four, bytes16(first | last << 48, last >> 16))) return false;
+        store(out, load<uint64_t>(four));
+        store(out_end - 8, load<uint64_t>(four + 8));
+        return true;
+    }
+    for (; end - in >= 12; in += 12, out += 16) {
+        if (!decode_threes<Wide>(out, load12(in))) return false;
+    }
+    return in == end || decode_threes<Wide>(out_end - 16, load12(end - 12));
+}
+
+// Decodes what is left of a text, from 4 bytes on and up to 16 of them, if it is well-formed and there is surely room for it.
+template <typename Unit>
+ALWAYS_INLINE Progress decode_last_window(const char *in, const char *const end, char *out, const char *const full)
+{
+    constexpr int unit = sizeof(Unit);
+    const auto left = static_cast<int>(std::min<ptrdiff_t>(end - in, 16));
+    if (left < 4 || full - out < left * unit) return {in, out, Stop::SourceUsed};
+    const Bytes16 text = left == 16 ? load16(in) : load_partial(in, left);
+    const Window window = survey_pairs(text, left);
+    if (window.size == 0) return {in, out, Stop::SourceUsed};
+    const int count =
+        left <= 8 ? scatter<Unit, 8, false>(out, text, window.starts) : scatter<Unit, 16, false>(out, text, window.starts);
+    return {in + window.size, out + count * unit, Stop::SourceUsed};
+}
+
 // Decodes 16 bytes at a time, and what is left of a text in the end, while there is room for them and they are well-formed.
 template <typename Unit>
 ALWAYS_INLINE Progress decode_windows(const char *in, const char *const end, char *out, const char *const full)
@@ -262,22 +313,18 @@ ALWAYS_INLINE Progress decode_windows(const char *in, const char *const end, cha
             in += 12;
             out += 4 * unit;
         } else {
-            const Window window = survey(text, 16);
-            if (window.size == 0) return {in, out, Stop::SourceUsed};
-            out += scatter<Unit, 16>(out, text, window.starts) * unit;
+            Window window = survey_pairs(text, 16);
+            if (window.size != 0) {
+                out += scatter<Unit, 16, false>(out, text, window.starts) * unit;
+            } else {
+                window = survey(text, 16);
+                if (window.size == 0) return {in, out, Stop::SourceUsed};
+                out += scatter<Unit, 16, true>(out, text, window.starts) * unit;
+            }
             in += window.size;
         }
     }
-    const auto left = static_cast<int>(std::min<ptrdiff_t>(end - in, 16));
-    if (left >= 4 && byte_at(in) < 0xE0 && full - out >= left * unit) {
-        const Bytes16 text = left == 16 ? load16(in) : load_partial(in, left);
-        const Window window = survey(text, left);
-        if (window.size != 0) {
-            out +=
-                (left <= 8 ? scatter<Unit, 8>(out, text, window.starts) : scatter<Unit, 16>(out, text, window.starts)) * unit;
-            in += window.size;
-        }
-    }
+    if (in < end && byte_at(in) < 0xE0) return decode_last_window<Unit>(in, end, out, full);
     return {in, out, Stop::SourceUsed};
 }
 
@@ -324,71 +371,76 @@ inline int32_t narrow_plain(char *dst, const char *src, int32_t count)
     return moved > 0 && moved < count && move16(count - 16) ? count : moved;
 }
 
-// 16 to 64 units of wide text, seen at once: a bit for each that takes at least so many bytes.
-struct WideBlock {
-    int units;  // 0: the block holds something else than 1..0xFFFF
-    int bytes;
-    uint64_t from_two;
-    uint64_t from_three;
-};
-
-inline WideBlock survey_wide(const char *text, ptrdiff_t available)
+// Stores pairs in exactly size bytes. The upper four may have some of the lower four among them.
+inline void store_pairs(char *out, const Pairs &pairs, int size)
 {
-    uint64_t from_two = 0, from_three = 0;
-    uint32_t refused = 0;
-    int units = 0;
-    for (; available - units >= 16 && units < 64; units += 16) {
-        const char *const part = text + units * 4;
-        from_two |= uint64_t{mask_above(part, 0x7F)} << units;
-        from_three |= uint64_t{mask_above(part, 0x7FF)} << units;
-        refused |= mask_above(part, 0xFFFF) | (mask_above(part, 0) ^ 0xFFFF);
+    const int high_size = sum_of_bytes(pairs.sizes >> 32);
+    if (size >= 8) {
+        store(out, pairs.low);
+        const int half = 4 * (size - 8);  // twice, as a shift by 64 is none
+        store(out + size - 8, pairs.high << (64 - 8 * high_size) | pairs.low >> half >> half);
+    } else {
+        store(out, static_cast<uint32_t>(pairs.low));
+        store(out + size - 4, static_cast<uint32_t>(pairs.high >> (8 * high_size - 32)));
     }
-    if (refused != 0) return {};
-    return {units, units + std::popcount(from_two) + std::popcount(from_three), from_two, from_three};
 }
 
-// Moves a run of plain characters and the longer character behind it at a time. Each step writes reach bytes, so steps are made
-// only while the block still has as many to be written over them.
-template <int reach>
-inline Progress encode_runs(const char *const src, const WideBlock &block, const char *const block_end, Progress from)
+// Encodes characters of 1 and 2 bytes, 8 at a time, without a branch on which they are. The last step is made up with characters
+// before it, where there are some from src on.
+ALWAYS_INLINE Progress encode_pairs_run(const char *const src, const char *in, const char *const end, char *out,
+                                        const char *const full)
 {
-    auto at = static_cast<int>((from.in - src) / 4);
-    char *out = from.out;
-    const char *const last = block_end - reach;
-    while (out <= last && at <= block.units - reach) {
-        const int run = std::countr_zero(block.from_two >> at | uint64_t{1} << reach);
-        narrow_some<reach>(out, src + at * 4);
-        at += run;
-        out += run;
-        if (run == reach) continue;
-        const int size = (block.from_three >> at & 1) == 0 ? 2 : 3;
-        encode_sequence(out, load<uint32_t>(src + at * 4), size);
-        ++at;
+    Pairs pairs;
+    while (end - in >= 8 * 4) {
+        if (!encode_pairs(in, in + 16, pairs)) return {in, out, Stop::SourceUsed};
+        const int size = sum_of_bytes(pairs.sizes);
+        if (full - out < size) return {in, out, Stop::SourceUsed};
+        store_pairs(out, pairs, size);
+        in += 8 * 4;
         out += size;
     }
-    return {src + at * 4, out, Stop::SourceUsed};
-}
-
-// Encodes 32-bit units below 0x10000 while there are 16 of them, or 4 that take 3 bytes each, and room for them.
-__attribute__((noinline)) Progress encode_mixed(const char *in, const char *const end, char *out, const char *const full)
-{
-    while (end - in >= 4 * 4) {
-        if (full - out >= 4 * 3 && encode_threes(out, in)) {
-            in += 4 * 4;
-            out += 4 * 3;
-            continue;
-        }
-        if (end - in < 16 * 4) break;
-        const WideBlock block = survey_wide(in, (end - in) / 4);
-        const char *const block_end = out + block.bytes;
-        if (block.units == 0 || block_end > full) break;
-        Progress next = encode_runs<16>(in, block, block_end, {in, out, Stop::SourceUsed});
-        if ((end - in) / 4 < block.units + 16) next = encode_runs<8>(in, block, block_end, next);
-        if (next.in == in) break;
-        in = next.in;
-        out = next.out;
+    const auto left = static_cast<int>(end - in) / 4;
+    if (left > 0 && end - src >= 8 * 4) {
+        if (!encode_pairs(end - 32, end - 16, pairs)) return {in, out, Stop::SourceUsed};
+        const int size = sum_of_bytes(pairs.sizes >> (8 * (8 - left)));
+        if (full - out < size) return {in, out, Stop::SourceUsed};
+        store_pairs(out + size - sum_of_bytes(pairs.sizes), pairs, sum_of_bytes(pairs.sizes));
+        in = end;
+        out += size;
     }
     return {in, out, Stop::SourceUsed};
+}
+
+// Encodes two units that take 3 bytes each.
+inline bool encode_two_threes(char *dst, const char *src)
+{
+    const auto values = load<uint64_t>(src);
+    if (((values | (values - 0x0000080000000800)) & 0xFFFF0000FFFF0000) != 0) return false;
+    const uint64_t second = values << 2 & 0x00003F0000003F00;
+    const uint64_t third = values << 16 & 0x003F0000003F0000;
+    const uint64_t each = (values >> 12 & 0x0000000F0000000F) | second | third | 0x008080E0008080E0;
+    store(dst, static_cast<uint32_t>((each & 0xFFFFFF) | each >> 32 << 24));
+    store(dst + 4, static_cast<uint16_t>(each >> 40));
+    return true;
+}
+
+// Encodes units that take 3 bytes each, 4 at a time. The last step is made up with units before it.
+ALWAYS_INLINE Progress encode_threes_run(const char *const src, const char *in, const char *const end, char *out,
+                                         const char *const full)
+{
+    for (; end - in >= 4 * 4 && full - out >= 4 * 3 && encode_threes(out, in); in += 4 * 4) out += 4 * 3;
+    const auto left = static_cast<int>(end - in) / 4;
+    if (left == 0 || left >= 4 || full - out < left * 3) return {in, out, Stop::SourceUsed};
+    if (end - src < 4 * 4 || !encode_threes(out + left * 3 - 4 * 3, end - 4 * 4)) return {in, out, Stop::SourceUsed};
+    return {end, out + left * 3, Stop::SourceUsed};
+}
+
+// Encodes 32-bit units below 0x10000 while the next of them are all of 1 or 2 bytes, or all of 3, and while there is room.
+ALWAYS_INLINE Progress encode_mixed(const char *const src, const char *in, const char *const end, char *out,
+                                    const char *const full)
+{
+    if (in < end && load<uint32_t>(in) >= 0x800) return encode_threes_run(src, in, end, out, full);
+    return encode_pairs_run(src, in, end, out, full);
 }
 
 // The code point that a text goes on with, and the units it takes; none where a surrogate has no partner.
@@ -447,7 +499,7 @@ __attribute__((noinline)) Progress encode_singly(const char *in, const char *con
 }
 
 template <typename Unit>
-ALWAYS_INLINE Progress encode(char *const dst, int32_t capacity, const char *src, int32_t count)
+__attribute__((noinline)) Progress encode(char *const dst, int32_t capacity, const char *src, int32_t count)
 {
     constexpr int unit = sizeof(Unit);
     const char *const end = src + ptrdiff_t{count} * unit;
@@ -459,7 +511,7 @@ ALWAYS_INLINE Progress encode(char *const dst, int32_t capacity, const char *src
         at.out += plain;
     }
     while (at.in < end && at.stop == Stop::SourceUsed) {
-        if constexpr (unit == 4) at = encode_mixed(at.in, end, at.out, full);
+        if constexpr (unit == 4) at = encode_mixed(src, at.in, end, at.out, full);
         const char *const until = at.in + std::min<ptrdiff_t>(end - at.in, 16 * unit);
         if constexpr (unit == 4) at = encode_common(at.in, until, at.out, full);
         if (at.in < until) at = encode_singly<Unit>(at.in, until, end, at.out, full);
@@ -495,22 +547,110 @@ inline Transcoded transcode(void *dst, int32_t capacity, const void *src, int32_
     return {status_of(done.stop), static_cast<int32_t>((done.out - bytes(dst)) / dst_unit)};
 }
 
-inline int32_t report(Transcoded result, int32_t *outCount)
+// Short texts of one kind go through functions that do little else, each kept out of line so that none pays for the registers of
+// another. Where one does not come to the end, the conversion begins again.
+
+constexpr bool is_brief(int32_t count)
 {
-    if (outCount != nullptr) *outCount = result.count;
-    return result.status;
+    return count > 0 && count < 64;
+}
+
+__attribute__((noinline)) int32_t decode_rest(char *dst, int32_t capacity, const char *src, int32_t length, int32_t *outCount)
+{
+    return report(transcode<1, 4, decode<Wide>>(dst, capacity, src, length), outCount);
+}
+
+__attribute__((noinline)) int32_t encode_rest(char *dst, int32_t capacity, const char *src, int32_t count, int32_t *outCount)
+{
+    return report(transcode<4, 1, encode<Wide>>(dst, capacity, src, count), outCount);
+}
+
+// Eight bytes are 4 to 8 characters of 1 and 2 bytes: four from either end, which overlap.
+__attribute__((noinline)) int32_t decode_eight(char *dst, int32_t capacity, const char *src, int32_t length, int32_t *outCount)
+{
+    const Bytes16 text = bytes16(load<uint64_t>(src), 0);
+    const uint32_t two = mask_from(text, 0xC0);
+    const uint32_t continuation = mask_high(text) & ~two;
+    if (capacity < 8 || two << 1 != continuation || (mask_unpaired(text) & 0xFF) != 0)
+        return decode_rest(dst, capacity, src, length, outCount);
+    const Pairs pairs = decode_pairs(text);
+    const int count = sum_of_bytes(pairs.sizes);
+    const int low_count = sum_of_bytes(pairs.sizes & 0xFFFFFFFF);
+    const int surplus = 8 * (count - 4);  // twice, as a shift by 64 is none
+    widen4(dst, pairs.low | pairs.high << (8 * low_count) << (8 * low_count));
+    widen4(dst + ptrdiff_t{count - 4} * 4, pairs.low >> surplus >> surplus | pairs.high << (16 * (4 + low_count - count)));
+    return report({ZEMT_RC_OK, count}, outCount);
+}
+
+__attribute__((noinline)) int32_t decode_brief_mixed(char *dst, int32_t capacity, const char *src, int32_t length,
+                                                     int32_t *outCount)
+{
+    const char *const end = src + length;
+    const Progress done = decode_last_window<Wide>(src, end, dst, dst + ptrdiff_t{capacity} * 4);
+    if (done.in == end) return report({ZEMT_RC_OK, static_cast<int32_t>((done.out - dst) / 4)}, outCount);
+    return decode_rest(dst, capacity, src, length, outCount);
+}
+
+// The eight are four from either end, which overlap.
+__attribute__((noinline)) int32_t encode_few_pairs(char *dst, int32_t capacity, const char *src, int32_t count,
+                                                   int32_t *outCount)
+{
+    Pairs pairs;
+    if (count < 4 || !encode_pairs(src, src + (count - 4) * 4, pairs)) return encode_rest(dst, capacity, src, count, outCount);
+    const int half = 4 * (8 - count);
+    const int size = sum_of_bytes(pairs.sizes & 0xFFFFFFFF) + sum_of_bytes(pairs.sizes >> 32 >> half >> half);
+    if (capacity < size) return encode_rest(dst, capacity, src, count, outCount);
+    store_pairs(dst, pairs, size);
+    return report({ZEMT_RC_OK, size}, outCount);
+}
+
+__attribute__((noinline)) int32_t encode_brief_pairs(char *dst, int32_t capacity, const char *src, int32_t count,
+                                                     int32_t *outCount)
+{
+    const char *const end = src + count * 4;
+    const Progress done = encode_pairs_run(src, src, end, dst, dst + capacity);
+    if (done.in == end) return report({ZEMT_RC_OK, static_cast<int32_t>(done.out - dst)}, outCount);
+    return encode_rest(dst, capacity, src, count, outCount);
+}
+
+__attribute__((noinline)) int32_t encode_brief_threes(char *dst, int32_t capacity, const char *src, int32_t count,
+                                                      int32_t *outCount)
+{
+    const char *const end = src + count * 4;
+    const Progress done = encode_threes_run(src, src, end, dst, dst + capacity);
+    if (done.in == end) return report({ZEMT_RC_OK, static_cast<int32_t>(done.out - dst)}, outCount);
+    return encode_rest(dst, capacity, src, count, outCount);
 }
 
 }  // namespace
 
-Transcoded decode_any(char *dst, int32_t capacity, const char *src, int32_t length)
+__attribute__((noinline)) int32_t decode_any(char *dst, int32_t capacity, const char *src, int32_t length, int32_t *outCount)
 {
-    return transcode<1, 4, decode<Wide>>(dst, capacity, src, length);
+    if (dst != nullptr && capacity > 0 && is_brief(length)) {
+        if (byte_at(src) >= 0xE0) {
+            if (length >= 9 && capacity >= length / 3 && decode_threes_run(dst, src, length))
+                return report({ZEMT_RC_OK, length / 3}, outCount);
+        } else if (length == 8) {
+            return decode_eight(dst, capacity, src, length, outCount);
+        } else if (length <= 16) {
+            return decode_brief_mixed(dst, capacity, src, length, outCount);
+        }
+    }
+    return decode_rest(dst, capacity, src, length, outCount);
 }
 
-Transcoded encode_any(char *dst, int32_t capacity, const char *src, int32_t count)
+__attribute__((noinline)) int32_t encode_any(char *dst, int32_t capacity, const char *src, int32_t count, int32_t *outCount)
 {
-    return transcode<4, 1, encode<Wide>>(dst, capacity, src, count);
+    if (dst != nullptr && capacity > 0 && is_brief(count)) {
+        if (load<uint32_t>(src) < 0x800)
+            return count <= 8 ? encode_few_pairs(dst, capacity, src, count, outCount)
+                              : encode_brief_pairs(dst, capacity, src, count, outCount);
+        if (count >= 4) return encode_brief_threes(dst, capacity, src, count, outCount);
+        if (count >= 2 && capacity >= count * 3 && encode_two_threes(dst, src) &&
+            encode_two_threes(dst + (count - 2) * 3, src + (count - 2) * 4))
+            return report({ZEMT_RC_OK, count * 3}, outCount);
+    }
+    return encode_rest(dst, capacity, src, count, outCount);
 }
 
 }  // namespace zemt
@@ -549,7 +689,7 @@ int32_t ConvertFrom8(uint32_t *value, const char **psrc, int32_t avail, int32_t 
 
 int32_t Convert32To8(char *dst, int32_t dstCap, const wchar_t *src, int32_t srcCount, int32_t *outCount) noexcept
 {
-    return report(encode_utf8_from_32(dst, dstCap, bytes(src), srcCount), outCount);
+    return encode_utf8_from_32(bytes(dst), dstCap, bytes(src), srcCount, outCount);
 }
 
 int32_t Convert16To8(char *dst, int32_t dstCap, const uint16_t *src, int32_t srcCount, int32_t *outCount) noexcept
@@ -559,7 +699,7 @@ int32_t Convert16To8(char *dst, int32_t dstCap, const uint16_t *src, int32_t src
 
 int32_t Convert8To32(wchar_t *dst, int32_t dstCap, const char *src, int32_t srcLen, int32_t *outCount) noexcept
 {
-    return report(decode_utf8_to_32(bytes(dst), dstCap, src, srcLen), outCount);
+    return decode_utf8_to_32(bytes(dst), dstCap, src, srcLen, outCount);
 }
 
 int32_t Convert8To16(uint16_t *dst, int32_t dstCap, const char *src, int32_t srcLen, int32_t *outCount) noexcept

@@ -13,8 +13,14 @@ struct Transcoded {
     int32_t count;  // units produced, also where the status is a failure
 };
 
-Transcoded decode_any(char *dst, int32_t capacity, const char *src, int32_t length);
-Transcoded encode_any(char *dst, int32_t capacity, const char *src, int32_t count);
+inline int32_t report(Transcoded result, int32_t *outCount)
+{
+    if (outCount != nullptr) *outCount = result.count;
+    return result.status;
+}
+
+int32_t decode_any(char *dst, int32_t capacity, const char *src, int32_t length, int32_t *outCount);
+int32_t encode_any(char *dst, int32_t capacity, const char *src, int32_t count, int32_t *outCount);
 
 // Most values are plain and short: those of 8 to 32 characters are moved by two steps that overlap, without a call.
 
@@ -59,16 +65,16 @@ inline bool is_short(int32_t length, int32_t room)
     return static_cast<uint32_t>(length) - 8 <= 32 - 8 && length <= room;
 }
 
-inline Transcoded decode_utf8_to_32(char *dst, int32_t capacity, const char *src, int32_t length)
+inline int32_t decode_utf8_to_32(char *dst, int32_t capacity, const char *src, int32_t length, int32_t *outCount)
 {
-    if (dst != nullptr && is_short(length, capacity) && widen_short(dst, src, length)) return {0, length};
-    return decode_any(dst, capacity, src, length);
+    if (dst != nullptr && is_short(length, capacity) && widen_short(dst, src, length)) return report({0, length}, outCount);
+    return decode_any(dst, capacity, src, length, outCount);
 }
 
-inline Transcoded encode_utf8_from_32(char *dst, int32_t capacity, const char *src, int32_t count)
+inline int32_t encode_utf8_from_32(char *dst, int32_t capacity, const char *src, int32_t count, int32_t *outCount)
 {
-    if (dst != nullptr && is_short(count, capacity) && narrow_short(dst, src, count)) return {0, count};
-    return encode_any(dst, capacity, src, count);
+    if (dst != nullptr && is_short(count, capacity) && narrow_short(dst, src, count)) return report({0, count}, outCount);
+    return encode_any(dst, capacity, src, count, outCount);
 }
 
 }  // namespace zemt

@@ -41,6 +41,12 @@ inline uint64_t load_up_to_8(const char *at, int size)
     return byte(0) | byte(size / 2) | byte(size - 1);
 }
 
+// What eight units become: those of UTF-8 1 or 2 bytes each, 8 bytes of UTF-8 one 16-bit value each or none.
+struct Pairs {
+    uint64_t low, high;  // what becomes of four of them, zeros above
+    uint64_t sizes;      // a byte for each of the eight: how many bytes or values
+};
+
 // Text shorter than this many characters is not worth the question whether the processor has wider registers.
 constexpr int32_t long_text = 128;
 
@@ -79,6 +85,19 @@ inline uint32_t mask_from(Bytes16 value, uint8_t least)
 inline uint32_t mask_zero(Bytes16 value)
 {
     return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(value, _mm_setzero_si128())));
+}
+
+inline uint32_t mask_high(Bytes16 value)
+{
+    return static_cast<uint32_t>(_mm_movemask_epi8(value));
+}
+
+// Bytes that no character of 1 or 2 bytes has, other than an overlong one: 0, 0xC0 and from 0xE0 on.
+inline uint32_t mask_unpaired(Bytes16 value)
+{
+    const auto is = [value](int byte) { return _mm_cmpeq_epi8(value, _mm_set1_epi8(static_cast<char>(byte))); };
+    const __m128i from_e0 = _mm_cmpeq_epi8(_mm_max_epu8(value, _mm_set1_epi8(static_cast<char>(0xE0))), value);
+    return static_cast<uint32_t>(_mm_movemask_epi8(_mm_or_si128(_mm_or_si128(is(0), is(0xC0)), from_e0)));
 }
 
 // byte & bits == wanted
@@ -140,26 +159,6 @@ inline bool narrow16(const char *src, Bytes16 &narrow)
     return _mm_movemask_epi8(within) == 0xFFFF;
 }
 
-// The low bytes of count (8 or 16) units.
-template <int count>
-inline void narrow_some(char *dst, const char *src)
-{
-    const __m128i low = _mm_packs_epi32(load16(src), load16(src + 16));
-    if constexpr (count == 8)
-        store(dst, _mm_cvtsi128_si64(_mm_packus_epi16(low, low)));
-    else
-        store16(dst, _mm_packus_epi16(low, _mm_packs_epi32(load16(src + 32), load16(src + 48))));
-}
-
-// A bit for each of 16 units above a limit, as signed numbers.
-inline uint32_t mask_above(const char *src, int32_t limit)
-{
-    const __m128i bound = _mm_set1_epi32(limit);
-    const auto above = [src, bound](int part) { return _mm_cmpgt_epi32(load16(src + 16 * part), bound); };
-    const __m128i mask = _mm_packs_epi16(_mm_packs_epi32(above(0), above(1)), _mm_packs_epi32(above(2), above(3)));
-    return static_cast<uint32_t>(_mm_movemask_epi8(mask));
-}
-
 // 8 units as bytes, with some byte that is not plain where a unit is not.
 inline uint64_t narrow8(const char *src)
 {
@@ -193,12 +192,18 @@ inline bool decode_threes(char *dst, Bytes16 text)
     return true;
 }
 
-// Decodes 8 or 16 bytes, each as if it began a character of up to 3 bytes with those behind it; U+FFFD becomes '?'.
-template <size_t count>
+// Decodes 8 or 16 bytes, each as if it began a character of up to 2 or 3 bytes with those behind it; U+FFFD becomes '?'.
+template <size_t count, bool with_threes>
 inline void decode_everywhere(uint16_t *values, Bytes16 text)
 {
     const __m128i zero = _mm_setzero_si128();
     const auto decode = [](__m128i first, __m128i second, __m128i third) {
+        if constexpr (!with_threes) {
+            const __m128i is_two = _mm_cmpgt_epi16(first, _mm_set1_epi16(0xBF));
+            const __m128i both = _mm_add_epi16(_mm_slli_epi16(first, 6), second);
+            const __m128i two = _mm_sub_epi16(both, _mm_set1_epi16((0xC0 << 6) + 0x80));
+            return _mm_or_si128(_mm_and_si128(is_two, two), _mm_andnot_si128(is_two, first));
+        }
         const __m128i second_bits = _mm_and_si128(second, _mm_set1_epi16(0x3F));
         const __m128i third_bits = _mm_and_si128(third, _mm_set1_epi16(0x3F));
         const __m128i two = _mm_or_si128(_mm_slli_epi16(_mm_and_si128(first, _mm_set1_epi16(0x1F)), 6), second_bits);
@@ -218,6 +223,68 @@ inline void decode_everywhere(uint16_t *values, Bytes16 text)
         _mm_storeu_si128(
             reinterpret_cast<__m128i *>(values + 8),
             decode(_mm_unpackhi_epi8(text, zero), _mm_unpackhi_epi8(second, zero), _mm_unpackhi_epi8(third, zero)));
+}
+
+// Decodes 8 bytes that are characters of 1 and 2 bytes; continuation bytes yield none.
+inline Pairs decode_pairs(Bytes16 text)
+{
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i first = _mm_unpacklo_epi8(text, zero);
+    const __m128i second = _mm_unpacklo_epi8(_mm_srli_si128(text, 1), zero);
+    const __m128i is_two = _mm_cmpgt_epi16(first, _mm_set1_epi16(0xBF));
+    const __m128i two = _mm_add_epi16(_mm_slli_epi16(first, 6), _mm_sub_epi16(second, _mm_set1_epi16((0xC0 << 6) + 0x80)));
+    const __m128i continuation = _mm_andnot_si128(is_two, _mm_cmpgt_epi16(first, _mm_set1_epi16(0x7F)));
+    const __m128i value = _mm_or_si128(_mm_and_si128(is_two, two), _mm_andnot_si128(is_two, first));
+    const __m128i each = _mm_andnot_si128(continuation, value);
+    // In each 32 bits, the second value moves down where the first byte yields none.
+    const __m128i move = _mm_srai_epi32(_mm_slli_epi32(continuation, 16), 16);
+    const __m128i both = _mm_or_si128(_mm_andnot_si128(move, each), _mm_and_si128(move, _mm_srli_epi32(each, 16)));
+    Pairs pairs;
+    const __m128i sizes = _mm_add_epi8(_mm_set1_epi8(1), _mm_packs_epi16(continuation, continuation));
+    pairs.sizes = static_cast<uint64_t>(_mm_cvtsi128_si64(sizes));
+    const auto join = [](__m128i four, uint64_t four_sizes) {
+        const auto halves = static_cast<uint64_t>(_mm_cvtsi128_si64(four));
+        return (halves & 0xFFFFFFFF) | halves >> 32 << (16 * ((four_sizes + (four_sizes >> 8)) & 3));
+    };
+    pairs.low = join(both, pairs.sizes);
+    pairs.high = join(_mm_unpackhi_epi64(both, both), pairs.sizes >> 32);
+    return pairs;
+}
+
+inline void widen4(char *dst, uint64_t four_values)
+{
+    store16(dst, _mm_unpacklo_epi16(_mm_cvtsi64_si128(static_cast<int64_t>(four_values)), _mm_setzero_si128()));
+}
+
+// Encodes four units from each address, where all of them lie in 1..0x7FF.
+inline bool encode_pairs(const char *low, const char *high, Pairs &pairs)
+{
+    const auto choose = [](__m128i mask, __m128i one, __m128i other) {
+        return _mm_or_si128(_mm_and_si128(mask, one), _mm_andnot_si128(mask, other));
+    };
+    const __m128i value = _mm_packs_epi32(load16(low), load16(high));  // saturates to 0x7FFF and -0x8000
+    const __m128i shifted = _mm_add_epi16(value, _mm_set1_epi16(0x7FFF));
+    const __m128i refused = _mm_cmpgt_epi16(shifted, _mm_set1_epi16(0x7FE - 0x8000));
+    if (_mm_movemask_epi8(refused) != 0) return false;
+    const __m128i is_two = _mm_cmpgt_epi16(value, _mm_set1_epi16(0x7F));
+    const __m128i second = _mm_slli_epi16(_mm_and_si128(value, _mm_set1_epi16(0x3F)), 8);
+    const __m128i marks = _mm_set1_epi16(static_cast<int16_t>(0x80C0));
+    const __m128i two = _mm_or_si128(_mm_or_si128(_mm_srli_epi16(value, 6), second), marks);
+    const __m128i each = choose(is_two, two, value);
+    // In each 32 bits, the second unit moves up to the first.
+    const __m128i keep = _mm_srai_epi32(_mm_slli_epi32(is_two, 16), 16);
+    const __m128i upper = _mm_and_si128(each, _mm_set1_epi32(~0xFFFF));
+    const __m128i lower = _mm_and_si128(each, _mm_set1_epi32(0xFFFF));
+    const __m128i both = _mm_or_si128(lower, choose(keep, upper, _mm_srli_epi32(upper, 8)));
+    const __m128i sizes = _mm_sub_epi8(_mm_set1_epi8(1), _mm_packs_epi16(is_two, is_two));
+    pairs.sizes = static_cast<uint64_t>(_mm_cvtsi128_si64(sizes));
+    const auto join = [](__m128i four, uint64_t four_sizes) {
+        const auto halves = static_cast<uint64_t>(_mm_cvtsi128_si64(four));
+        return (halves & 0xFFFFFFFF) | halves >> 32 << (8 * ((four_sizes + (four_sizes >> 8)) & 7));
+    };
+    pairs.low = join(both, pairs.sizes);
+    pairs.high = join(_mm_unpackhi_epi64(both, both), pairs.sizes >> 32);
+    return true;
 }
 
 // Four units as 12 bytes, where all of them lie in 0x800..0xFFFF.
@@ -326,6 +393,16 @@ inline uint32_t mask_zero(Bytes16 value)
     return mask_of(value, [](uint8_t byte) { return byte == 0; });
 }
 
+inline uint32_t mask_high(Bytes16 value)
+{
+    return mask_from(value, 0x80);
+}
+
+inline uint32_t mask_unpaired(Bytes16 value)
+{
+    return mask_of(value, [](uint8_t byte) { return byte == 0 || byte == 0xC0 || byte >= 0xE0; });
+}
+
 inline uint32_t mask_equal(Bytes16 value, uint8_t bits, uint8_t wanted)
 {
     return mask_of(value, [=](uint8_t byte) { return (byte & bits) == wanted; });
@@ -355,19 +432,6 @@ inline bool narrow16(const char *src, Bytes16 &narrow)
     return all >= 0 && all <= 0xFF;
 }
 
-template <int count>
-inline void narrow_some(char *dst, const char *src)
-{
-    for (int i = 0; i < count; ++i) dst[i] = src[4 * i];
-}
-
-inline uint32_t mask_above(const char *src, int32_t limit)
-{
-    uint32_t mask = 0;
-    for (unsigned i = 0; i < 16; ++i) mask |= uint32_t{load<int32_t>(src + 4 * i) > limit} << i;
-    return mask;
-}
-
 inline uint64_t narrow8(const char *src)
 {
     uint64_t narrow = 0;
@@ -384,7 +448,7 @@ inline bool decode_threes(char *, Bytes16)
     return false;
 }
 
-template <size_t count>
+template <size_t count, bool with_threes>
 inline void decode_everywhere(uint16_t *values, Bytes16 text)
 {
     for (size_t i = 0; i < count; ++i) {
@@ -397,6 +461,42 @@ inline void decode_everywhere(uint16_t *values, Bytes16 text)
             value = (first & 0x1F) << 6 | bits(1);
         values[i] = static_cast<uint16_t>(value == 0xFFFD ? '?' : value);
     }
+}
+
+inline Pairs decode_pairs(Bytes16 text)
+{
+    Pairs pairs{};
+    for (int i = 0, used = 0; i < 8; ++i, used = i == 4 ? 0 : used) {
+        const uint64_t first = text.at[i];
+        if (first >= 0x80 && first < 0xC0) continue;
+        const uint64_t value = first < 0x80 ? first : (first & 0x1F) << 6 | (text.at[i + 1] & 0x3F);
+        (i < 4 ? pairs.low : pairs.high) |= value << used;
+        pairs.sizes |= uint64_t{1} << (8 * i);
+        used += 16;
+    }
+    return pairs;
+}
+
+inline void widen4(char *dst, uint64_t four_values)
+{
+    for (unsigned i = 0; i < 4; ++i) store(dst + 4 * i, static_cast<uint32_t>(four_values >> (16 * i) & 0xFFFF));
+}
+
+inline bool encode_pairs(const char *low, const char *high, Pairs &pairs)
+{
+    pairs = {};
+    const auto encode = [&pairs](const char *at, uint64_t &bytes, int first) {
+        for (int i = 0, used = 0; i < 4; ++i) {
+            const auto value = load<uint32_t>(at + 4 * i);
+            if (value - 1 >= 0x7FF) return false;
+            const bool two = value >= 0x80;
+            bytes |= uint64_t{two ? (0xC0 | value >> 6) | (0x80 | (value & 0x3F)) << 8 : value} << used;
+            used += two ? 16 : 8;
+            pairs.sizes |= uint64_t{two ? 2u : 1u} << (8 * (first + i));
+        }
+        return true;
+    };
+    return encode(low, pairs.low, 0) && encode(high, pairs.high, 4);
 }
 
 inline bool encode_threes(char *, const char *)
@@ -420,6 +520,11 @@ inline bool has_wide_registers()
 }
 
 #endif
+
+inline Bytes16 load12(const char *at)
+{
+    return bytes16(load<uint64_t>(at), load<uint32_t>(at + 8));
+}
 
 // The first size (0..15) bytes at an address, zeros behind them; nothing behind them is read.
 inline Bytes16 load_partial(const char *at, int size)
