@@ -367,7 +367,7 @@ inline int32_t narrow_plain(char *dst, const char *src, int32_t count)
     for (; count - moved >= 16; moved += 16) {
         if (!move16(moved)) return moved;
     }
-    // As in widen_plain, the rest goes together with characters before it.
+    // The rest goes together with characters before it: the same ones once more.
     return moved > 0 && moved < count && move16(count - 16) ? count : moved;
 }
 
