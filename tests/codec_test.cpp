@@ -134,9 +134,23 @@ TEST(Codec, ConvertsWhatIsWritten)
 // One unusual sequence, whole and cut off, around every multiple of 16 among characters of one length.
 TEST(Codec, ComparesUnusualSequencesAtEveryPlace)
 {
-    const std::vector<std::string> odd8 = {
-        "\xC3(", "\xE2\x82(", "\xE2(\xAC", "\xF0\x9F\x98(", "\xFC\x84\x80\x80\x80(", "\xA9",
-        "\xFE",  "\xFF",      "\xC0\x80",  "\xC0\xAF",      "\xE0\x80\xAF",          "\xF0\x80\x80\x80"};
+    const std::vector<std::string> odd8 = {"\xC3(",
+                                           "\xE2\x82(",
+                                           "\xE2(\xAC",
+                                           "\xF0\x9F\x98(",
+                                           "\xFC\x84\x80\x80\x80(",
+                                           "\xA9",
+                                           "\xFE",
+                                           "\xFF",
+                                           "\xC0\x80",
+                                           "\xC0\xAF",
+                                           "\xE0\x80\xAF",
+                                           "\xF0\x80\x80\x80",
+                                           "\xC3\xC3\xA9",
+                                           "\xE2\x82\xC3\xA9",
+                                           "\xC3\xE2\x82\xAC",
+                                           "\xE2\xC3\xA9",
+                                           "\xE2\xE2\x82\xAC"};
     for (const Converter &c : converters) {
         std::vector<std::string> odd = c.in == 1 ? odd8 : std::vector{"\x3D\xD8\x41\0\0\0\0\0"s.substr(0, c.in * 2)};
         for (const char32_t value : {0x80u, 0x800u, 0xD800u, 0xDFFFu, 0xFFFDu, 0x10000u, 0x200000u, 0x4000000u, 1u << 31, 0u}) {
@@ -160,7 +174,8 @@ TEST(Codec, ComparesRandomMixtures)
 {
     Random random(20240305);
     const uint32_t limits[] = {0x80, 0x80, 0x800, 0x10000, 0x110000, 0x200000, 0x4000000, 0x80000000};
-    const std::string odd[] = {"\xA9", "\xFE\xFF", "\xC0\xAF", "\xED\xA0\x80", "\xEF\xBF\xBD", "\0"s, "\xC3(", "\xE2\x82z"};
+    const std::string odd[] = {"\xA9", "\xFE\xFF", "\xC0\xAF",  "\xED\xA0\x80", "\xEF\xBF\xBD",
+                               "\0"s,  "\xC3(",    "\xE2\x82z", "\xC3\xC3"};
     for (size_t i = 0; i < 201 * 5 * std::size(converters); ++i) {
         const Converter &c = converters[i / (201 * 5)];
         std::string text;

@@ -196,8 +196,9 @@ inline Window survey_pairs(Bytes16 text, int available)
     const uint32_t two = mask_from(text, 0xC0);
     const int size = available - static_cast<int>(two >> (available - 1) & 1);
     const uint32_t inside = low_bits(size);
-    const uint32_t continuation = mask_high(text) & ~two;
-    const bool refused = (((two << 1 ^ continuation) | mask_unpaired(text)) & inside) != 0;
+    const uint32_t continuation = mask_high(text) & ~two & inside;
+    // A character that ends behind the window although it is not the last to begin in it is malformed.
+    const bool refused = (two & inside) << 1 != continuation || (mask_unpaired(text) & inside) != 0;
     return {refused ? 0 : size, inside & ~continuation};
 }
 
