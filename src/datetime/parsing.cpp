@@ -73,7 +73,7 @@ inline bool find_behind(Text &text, Run run)
 }
 
 // Moves entry to the next code and text behind the literals before it.
-inline int32_t next_code(const ZEMTFmtItem *&entry, Text &text)
+__attribute__((noinline)) int32_t next_code(const ZEMTFmtItem *&entry, Text &text)
 {
     const Run run = run_at(entry);
     entry = run.end;
@@ -148,44 +148,56 @@ inline bool read_digits(Text &text, int32_t &number)
     return true;
 }
 
-// Reads a number of at most entry_width characters, as its list entry has it, and goes forward by as many as its keyword stands
-// for. A width known at compile time keeps the way through the text out of the way through memory.
-template <int32_t width>
-inline bool read_number(Text &text, int32_t entry_width, int32_t &component)
+// Reads a number that is not what its keyword says: width characters at most, as its list entry has it, after which the text
+// goes on behind advance characters.
+__attribute__((noinline, cold)) bool read_unusual(Text &text, int32_t width, int32_t advance, int32_t &component)
 {
-    if (entry_width == width && read_digits<width>(text, component)) return true;
     int32_t number;
     const auto *const characters = reinterpret_cast<const wchar_t *>(text.at());
-    if (ZEMTCnvWVarcharSzToInt(characters, &number, 0, entry_width) != ZEMT_RC_OK) return false;
+    if (ZEMTCnvWVarcharSzToInt(characters, &number, 0, width) != ZEMT_RC_OK) return false;
     component = number;
-    text.skip(text.characters_up_to(width));
+    text.skip(text.characters_up_to(advance));
     return true;
+}
+
+// Reads a number of width digits, whose keyword may have a suffix that is not part of the width.
+template <int32_t width, int32_t suffix = 0>
+inline bool read_number(Text &text, const ZEMTFmtItem &entry, int32_t &component)
+{
+    if (entry.length == width + suffix) [[likely]] {
+        if (read_digits<width>(text, component)) [[likely]]
+            return true;
+    }
+    Text at = text;  // a copy, so that text itself stays in a register
+    const bool read = read_unusual(at, entry.length > suffix ? entry.length - suffix : 0, width, component);
+    text = at;
+    return read;
 }
 
 // Reads what one code stands for and moves text behind it; false where the parse fails.
 inline bool read_entry(Text &text, const ZEMTFmtItem &entry, Components &components, Clock &clock)
 {
-    const auto without_suffix = [](int32_t length) { return length > 2 ? length - 2 : 0; };  // the "24" of HH24
+    constexpr int32_t hour24_suffix = 2;  // "24"
     switch (entry.code) {
-    case ZEMT_FMT_YYYY: return read_number<4>(text, entry.length, components[Year]);
-    case ZEMT_FMT_YY: return read_number<2>(text, entry.length, components[Year]);
+    case ZEMT_FMT_YYYY: return read_number<4>(text, entry, components[Year]);
+    case ZEMT_FMT_YY: return read_number<2>(text, entry, components[Year]);
     case ZEMT_FMT_MONTH: return read_month(text, false, components[Month]);
     case ZEMT_FMT_MMM: return read_month(text, true, components[Month]);
-    case ZEMT_FMT_MM: return read_number<2>(text, entry.length, components[Month]);
-    case ZEMT_FMT_DD: return read_number<2>(text, entry.length, components[Day]);
-    case ZEMT_FMT_HH24: return read_number<2>(text, without_suffix(entry.length), components[Hour]);
+    case ZEMT_FMT_MM: return read_number<2>(text, entry, components[Month]);
+    case ZEMT_FMT_DD: return read_number<2>(text, entry, components[Day]);
+    case ZEMT_FMT_HH24: return read_number<2, hour24_suffix>(text, entry, components[Hour]);
     case ZEMT_FMT_HH:
-        if (!read_number<2>(text, entry.length, clock.pending_hour)) return false;
+        if (!read_number<2>(text, entry, clock.pending_hour)) return false;
         settle_hour(components, clock);
         return true;
-    case ZEMT_FMT_MI: return read_number<2>(text, entry.length, components[Minute]);
-    case ZEMT_FMT_SS: return read_number<2>(text, entry.length, components[Second]);
-    case ZEMT_FMT_FFFFFF: return read_number<6>(text, entry.length, components[Fraction]);
-    case ZEMT_FMT_FFFFF: return read_number<5>(text, entry.length, components[Fraction]);
-    case ZEMT_FMT_FFFF: return read_number<4>(text, entry.length, components[Fraction]);
-    case ZEMT_FMT_FFF: return read_number<3>(text, entry.length, components[Fraction]);
-    case ZEMT_FMT_FF: return read_number<2>(text, entry.length, components[Fraction]);
-    case ZEMT_FMT_F: return read_number<1>(text, entry.length, components[Fraction]);
+    case ZEMT_FMT_MI: return read_number<2>(text, entry, components[Minute]);
+    case ZEMT_FMT_SS: return read_number<2>(text, entry, components[Second]);
+    case ZEMT_FMT_FFFFFF: return read_number<6>(text, entry, components[Fraction]);
+    case ZEMT_FMT_FFFFF: return read_number<5>(text, entry, components[Fraction]);
+    case ZEMT_FMT_FFFF: return read_number<4>(text, entry, components[Fraction]);
+    case ZEMT_FMT_FFF: return read_number<3>(text, entry, components[Fraction]);
+    case ZEMT_FMT_FF: return read_number<2>(text, entry, components[Fraction]);
+    case ZEMT_FMT_F: return read_number<1>(text, entry, components[Fraction]);
     case ZEMT_FMT_PM:
         read_indicator(text, components, clock);
         text.skip(text.characters_up_to(2));
@@ -195,33 +207,44 @@ inline bool read_entry(Text &text, const ZEMTFmtItem &entry, Components &compone
     }
 }
 
-// Reads text under a list and moves it to where reading ended.
-inline int32_t parse(Text &source, const ZEMTFmtItem *entry, Components &components)
+// Moves entry and text to the next code, in the usual case past a single literal that stands in its place.
+inline int32_t pass_literals(const ZEMTFmtItem *&entry, Text &text)
 {
-    Text text = source;
+    const bool before_code = entry[1].code - 1 < ZEMT_FMT_END - 1;
+    if (text[0] == entry->ch && before_code) [[likely]] {
+        ++entry;
+        text.skip(1);
+        return ZEMT_RC_OK;
+    }
+    const ZEMTFmtItem *next = entry;  // copies, so that the originals stay in registers
+    Text at = text;
+    const int32_t status = next_code(next, at);
+    entry = next;
+    text = at;
+    return status;
+}
+
+struct Parsed {
+    int32_t status;
+    Text rest;  // where reading ended
+};
+
+// Reads text under a list.
+inline Parsed parse(Text text, const ZEMTFmtItem *entry, Components &components)
+{
     Clock clock;
-    int32_t status = ZEMT_RC_OK;
     for (; !text.ended(); ++entry) {
         if (entry->code == ZEMT_FMT_LITERAL) {
-            if (text[0] == entry->ch && entry[1].code - 1 < ZEMT_FMT_END - 1) {
-                // one literal, in its place, and a code
-                ++entry;
-                text.skip(1);
-            } else if (status = next_code(entry, text); status != ZEMT_RC_OK) {
-                break;
-            }
+            const int32_t status = pass_literals(entry, text);
+            if (status == ZEMT_RC_ERROR) return {status, text};
+            if (status == ZEMT_RC_END_OF_FORMAT) break;
         } else if (entry->code == ZEMT_FMT_END) {
             break;
         }
-        if (!read_entry(text, *entry, components, clock)) {
-            status = ZEMT_RC_ERROR;
-            break;
-        }
+        if (!read_entry(text, *entry, components, clock)) return {ZEMT_RC_ERROR, text};
     }
-    source = text;
-    if (status == ZEMT_RC_ERROR) return status;
     if (clock.pending_hour != no_hour) components[Hour] = clock.pending_hour;
-    return ZEMT_RC_OK;
+    return {ZEMT_RC_OK, text};
 }
 
 // ---- The conversions ---------------------------------------------------------------------------------------------------------
@@ -260,13 +283,16 @@ inline int32_t check(const Components &components)
     return status != ZEMT_RC_OK ? status : check_time(low(Hour), low(Minute), low(Second));
 }
 
-// Parses and checks wide text, and writes the record. Whatever the record keeps, the text has to hold a valid date.
+// Parses and checks wide text, writes the record, and moves text to where reading ended. Whatever the record keeps, the text has to
+// hold a valid date.
 template <typename Record>
 inline int32_t parse_and_deliver(Text &text, void *dst, int32_t *outLen, const ZEMTDateFormat &format)
 {
     if (format.formatLength < 1) return ZEMT_RC_ERROR;
     Components components{};
-    if (const int32_t status = parse(text, format.formatCodes, components); status != ZEMT_RC_OK) return status;
+    const Parsed parsed = parse(text, format.formatCodes, components);
+    text = parsed.rest;
+    if (parsed.status != ZEMT_RC_OK) return parsed.status;
     if (const int32_t status = check(components); status != ZEMT_RC_OK) return status;
     write_record<Record>(dst, components);
     *outLen = sizeof(Record);
@@ -366,11 +392,10 @@ int32_t ZEMTWVarcharSzToTS(const wchar_t *text, int32_t, const ZEMTFmtItem *form
                            int32_t) noexcept
 {
     if (text == nullptr || formatCodes == nullptr || ts == nullptr || formatLength < 1) return ZEMT_RC_ERROR;
-    Text position(text);
     Components components{};
-    const int32_t status = parse(position, formatCodes, components);
+    const Parsed parsed = parse(Text(text), formatCodes, components);
     write_record<ZEMTTS>(ts, components);
-    return status;
+    return parsed.status;
 }
 
 ZEMT_COMMON_FORM(ZEMTCnvDateTimeCharToZEMTTS)

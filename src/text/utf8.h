@@ -27,11 +27,9 @@ int32_t encode_any(char *dst, int32_t capacity, const char *src, int32_t count, 
 inline bool widen_short(char *dst, const char *src, int32_t length)
 {
     if (length <= 16) {
-        const auto first = load<uint64_t>(src);
-        const auto last = load<uint64_t>(src + length - 8);
-        if (!all_plain(first) || !all_plain(last)) return false;
-        widen8<Wide>(dst, first);
-        widen8<Wide>(dst + ptrdiff_t{length - 8} * 4, last);
+        const Bytes16 both = bytes16(load<uint64_t>(src), load<uint64_t>(src + length - 8));
+        if (!all_plain(both)) return false;
+        widen_halves<Wide>(dst, dst + ptrdiff_t{length - 8} * 4, both);
     } else {
         const Bytes16 first = load16(src);
         const Bytes16 last = load16(src + length - 16);
@@ -47,7 +45,7 @@ inline bool narrow_short(char *dst, const char *src, int32_t count)
     if (count <= 16) {
         const uint64_t first = narrow8(src);
         const uint64_t last = narrow8(src + ptrdiff_t{count - 8} * 4);
-        if (!all_plain(first) || !all_plain(last)) return false;
+        if (!all_plain(bytes16(first, last))) return false;
         store(dst, first);
         store(dst + count - 8, last);
     } else {

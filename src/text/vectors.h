@@ -121,20 +121,21 @@ inline void widen8(char *dst, uint64_t eight_bytes)
     }
 }
 
+// 16 bytes to as many units, 8 of them at either place.
 template <typename Unit>
-inline void widen16(char *dst, Bytes16 value)
+inline void widen_halves(char *low_dst, char *high_dst, Bytes16 value)
 {
     const __m128i zero = _mm_setzero_si128();
     const __m128i low = _mm_unpacklo_epi8(value, zero);
     const __m128i high = _mm_unpackhi_epi8(value, zero);
     if constexpr (sizeof(Unit) == 2) {
-        store16(dst, low);
-        store16(dst + 16, high);
+        store16(low_dst, low);
+        store16(high_dst, high);
     } else {
-        store16(dst, _mm_unpacklo_epi16(low, zero));
-        store16(dst + 16, _mm_unpackhi_epi16(low, zero));
-        store16(dst + 32, _mm_unpacklo_epi16(high, zero));
-        store16(dst + 48, _mm_unpackhi_epi16(high, zero));
+        store16(low_dst, _mm_unpacklo_epi16(low, zero));
+        store16(low_dst + 16, _mm_unpackhi_epi16(low, zero));
+        store16(high_dst, _mm_unpacklo_epi16(high, zero));
+        store16(high_dst + 16, _mm_unpackhi_epi16(high, zero));
     }
 }
 
@@ -415,9 +416,12 @@ inline void widen8(char *dst, uint64_t eight_bytes)
 }
 
 template <typename Unit>
-inline void widen16(char *dst, Bytes16 value)
+inline void widen_halves(char *low_dst, char *high_dst, Bytes16 value)
 {
-    for (unsigned i = 0; i < 16; ++i) store(dst + i * sizeof(Unit), static_cast<Unit>(value.at[i]));
+    for (unsigned i = 0; i < 8; ++i) {
+        store(low_dst + i * sizeof(Unit), static_cast<Unit>(value.at[i]));
+        store(high_dst + i * sizeof(Unit), static_cast<Unit>(value.at[8 + i]));
+    }
 }
 
 template <typename Unit>
@@ -531,6 +535,12 @@ inline Bytes16 load_partial(const char *at, int size)
 {
     if (size <= 8) return bytes16(load_up_to_8(at, size), 0);
     return bytes16(load<uint64_t>(at), load<uint64_t>(at + size - 8) >> (8 * (16 - size)));
+}
+
+template <typename Unit>
+inline void widen16(char *dst, Bytes16 value)
+{
+    widen_halves<Unit>(dst, dst + 8 * sizeof(Unit), value);
 }
 
 }  // namespace zemt
