@@ -20,6 +20,7 @@
 END {
     print "| Work | zemt, ns | Peer | Peer, ns | Ratio | Wanted |"
     print "|---|---:|---|---:|---:|---:|"
+    fflush()
     for (i = 1; i <= count; ++i) {
         work = works[i]
         peer_count = split(substr(peers[work], 2), lines, "\n")
@@ -34,9 +35,10 @@ END {
             missed = wanted != "" && ratio < wanted
             failures += missed
             printf "| %s | %.1f | %s | %.1f | %.2f | %s%s |\n", work, ours[work], field[1], field[2], ratio, wanted,
-                   missed ? ", **missed**" : ""
+                   missed ? ", **missed**" : "" | "sort -V"
         }
     }
+    close("sort -V")
     if (count == 0) failures = 1
     exit failures > 0
 }
