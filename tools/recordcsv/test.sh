@@ -245,8 +245,12 @@ head -c 5000000 /dev/zero > zeros.bin
 printf 'n Int\n' > zeros.layout
 run 0 to-csv zeros.layout zeros.bin zeros.csv
 [[ -s err ]] && fail "shown without a terminal"
-script -qec "'$recordcsv' to-csv zeros.layout zeros.bin zeros.csv" /dev/null > terminal < /dev/null
-grep -qF '[=' terminal || fail "not shown on a terminal"
+if script -qec true /dev/null > /dev/null 2>&1 < /dev/null; then
+    script -qec "'$recordcsv' to-csv zeros.layout zeros.bin zeros.csv" /dev/null > terminal < /dev/null
+    grep -qF '[=' terminal || fail "not shown on a terminal"
+else
+    echo "skipped: the progress bar, as there are no pseudoterminals here"
+fi
 [[ $(wc -l < zeros.csv) == 1250001 ]] || fail "$(wc -l < zeros.csv) rows"
 
 # Random bytes in every type: no record is lost, and what was taken comes back.
