@@ -412,16 +412,28 @@ ALWAYS_INLINE Progress encode_pairs_run(const char *const src, const char *in, c
     return {in, out, Stop::SourceUsed};
 }
 
-// Encodes two units that take 3 bytes each.
-inline bool encode_two_threes(char *dst, const char *src)
+// Encodes four units if they take 3 bytes each.
+inline bool encode_four_threes(char *dst, const char *src)
 {
-    const auto values = load<uint64_t>(src);
-    if (((values | (values - 0x0000080000000800)) & 0xFFFF0000FFFF0000) != 0) return false;
-    const uint64_t second = values << 2 & 0x00003F0000003F00;
-    const uint64_t third = values << 16 & 0x003F0000003F0000;
-    const uint64_t each = (values >> 12 & 0x0000000F0000000F) | second | third | 0x008080E0008080E0;
-    store(dst, static_cast<uint32_t>((each & 0xFFFFFF) | each >> 32 << 24));
-    store(dst + 4, static_cast<uint16_t>(each >> 40));
+    const Threes threes = encode_threes(load16(src));
+    if (!threes.all) return false;
+    store(dst, threes.low | threes.high << 48);
+    store(dst + 8, static_cast<uint32_t>(threes.high >> 16));
+    return true;
+}
+
+// Encodes two or three units if they take 3 bytes each: two from either end, which overlap.
+inline bool encode_few_threes(char *dst, const char *src, int32_t count)
+{
+    const ptrdiff_t rest = count - 2;
+    const Threes threes = encode_threes(bytes16(load<uint64_t>(src), load<uint64_t>(src + rest * 4)));
+    if (!threes.all) return false;
+    const auto store6 = [](char *at, uint64_t six) {
+        store(at, static_cast<uint32_t>(six));
+        store(at + 4, static_cast<uint16_t>(six >> 32));
+    };
+    store6(dst, threes.low);
+    store6(dst + rest * 3, threes.high);
     return true;
 }
 
@@ -429,10 +441,10 @@ inline bool encode_two_threes(char *dst, const char *src)
 ALWAYS_INLINE Progress encode_threes_run(const char *const src, const char *in, const char *const end, char *out,
                                          const char *const full)
 {
-    for (; end - in >= 4 * 4 && full - out >= 4 * 3 && encode_threes(out, in); in += 4 * 4) out += 4 * 3;
+    for (; end - in >= 4 * 4 && full - out >= 4 * 3 && encode_four_threes(out, in); in += 4 * 4) out += 4 * 3;
     const auto left = static_cast<int>(end - in) / 4;
     if (left == 0 || left >= 4 || full - out < left * 3) return {in, out, Stop::SourceUsed};
-    if (end - src < 4 * 4 || !encode_threes(out + left * 3 - 4 * 3, end - 4 * 4)) return {in, out, Stop::SourceUsed};
+    if (end - src < 4 * 4 || !encode_four_threes(out + left * 3 - 4 * 3, end - 4 * 4)) return {in, out, Stop::SourceUsed};
     return {end, out + left * 3, Stop::SourceUsed};
 }
 
@@ -647,8 +659,7 @@ __attribute__((noinline)) int32_t encode_any(char *dst, int32_t capacity, const 
             return count <= 8 ? encode_few_pairs(dst, capacity, src, count, outCount)
                               : encode_brief_pairs(dst, capacity, src, count, outCount);
         if (count >= 4) return encode_brief_threes(dst, capacity, src, count, outCount);
-        if (count >= 2 && capacity >= count * 3 && encode_two_threes(dst, src) &&
-            encode_two_threes(dst + (count - 2) * 3, src + (count - 2) * 4))
+        if (count >= 2 && capacity >= count * 3 && encode_few_threes(dst, src, count))
             return report({ZEMT_RC_OK, count * 3}, outCount);
     }
     return encode_rest(dst, capacity, src, count, outCount);

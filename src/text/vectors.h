@@ -288,24 +288,25 @@ inline bool encode_pairs(const char *low, const char *high, Pairs &pairs)
     return true;
 }
 
-// Four units as 12 bytes, where all of them lie in 0x800..0xFFFF.
-inline bool encode_threes(char *dst, const char *src)
+// Four units as 3 bytes each, in two halves of 6 bytes.
+struct Threes {
+    bool all;  // whether all of them lie in 0x800..0xFFFF
+    uint64_t low;
+    uint64_t high;
+};
+
+inline Threes encode_threes(Bytes16 units)
 {
-    const __m128i value = load16(src);
     const __m128i within =
-        _mm_andnot_si128(_mm_cmpgt_epi32(value, _mm_set1_epi32(0xFFFF)), _mm_cmpgt_epi32(value, _mm_set1_epi32(0x7FF)));
-    if (_mm_movemask_epi8(within) != 0xFFFF) return false;
-    const __m128i first = _mm_srli_epi32(value, 12);
-    const __m128i second = _mm_and_si128(_mm_slli_epi32(value, 2), _mm_set1_epi32(0x3F00));
-    const __m128i third = _mm_and_si128(_mm_slli_epi32(value, 16), _mm_set1_epi32(0x3F0000));
+        _mm_andnot_si128(_mm_cmpgt_epi32(units, _mm_set1_epi32(0xFFFF)), _mm_cmpgt_epi32(units, _mm_set1_epi32(0x7FF)));
+    if (_mm_movemask_epi8(within) != 0xFFFF) return {};
+    const __m128i first = _mm_srli_epi32(units, 12);
+    const __m128i second = _mm_and_si128(_mm_slli_epi32(units, 2), _mm_set1_epi32(0x3F00));
+    const __m128i third = _mm_and_si128(_mm_slli_epi32(units, 16), _mm_set1_epi32(0x3F0000));
     const __m128i each = _mm_or_si128(_mm_or_si128(first, second), _mm_or_si128(third, _mm_set1_epi32(0x8080E0)));
     const auto low = static_cast<uint64_t>(_mm_cvtsi128_si64(each));
     const auto high = static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_unpackhi_epi64(each, each)));
-    const uint64_t two = (low & 0xFFFFFF) | low >> 32 << 24;
-    const uint64_t more = (high & 0xFFFFFF) | high >> 32 << 24;
-    store(dst, two | more << 48);
-    store(dst + 8, static_cast<uint32_t>(more >> 16));
-    return true;
+    return {true, (low & 0xFFFFFF) | low >> 32 << 24, (high & 0xFFFFFF) | high >> 32 << 24};
 }
 
 // The leading plain characters of a text, 32 at a time, as far as they go; returns how many were moved.
@@ -503,9 +504,15 @@ inline bool encode_pairs(const char *low, const char *high, Pairs &pairs)
     return encode(low, pairs.low, 0) && encode(high, pairs.high, 4);
 }
 
-inline bool encode_threes(char *, const char *)
+struct Threes {
+    bool all;
+    uint64_t low;
+    uint64_t high;
+};
+
+inline Threes encode_threes(Bytes16)
 {
-    return false;
+    return {};
 }
 
 inline int32_t widen_long(char *, const char *, int32_t)
