@@ -1,7 +1,6 @@
 // Text to date/time records: the literal matcher, the parser, and its conversions.
 #include <cstring>
 #include <cwchar>
-#include <iterator>
 #include <type_traits>
 
 #include "format_language.h"

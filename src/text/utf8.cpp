@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <bit>
-#include <climits>
+#include <type_traits>
 
 #include "vectors.h"
 #include "zemt.h"
@@ -617,20 +617,11 @@ __attribute__((noinline)) int32_t encode_few_pairs(char *dst, int32_t capacity, 
     return report({ZEMT_RC_OK, size}, outCount);
 }
 
-__attribute__((noinline)) int32_t encode_brief_pairs(char *dst, int32_t capacity, const char *src, int32_t count,
-                                                     int32_t *outCount)
+template <auto encode_run>
+__attribute__((noinline)) int32_t encode_brief(char *dst, int32_t capacity, const char *src, int32_t count, int32_t *outCount)
 {
     const char *const end = src + count * 4;
-    const Progress done = encode_pairs_run(src, src, end, dst, dst + capacity);
-    if (done.in == end) return report({ZEMT_RC_OK, static_cast<int32_t>(done.out - dst)}, outCount);
-    return encode_rest(dst, capacity, src, count, outCount);
-}
-
-__attribute__((noinline)) int32_t encode_brief_threes(char *dst, int32_t capacity, const char *src, int32_t count,
-                                                      int32_t *outCount)
-{
-    const char *const end = src + count * 4;
-    const Progress done = encode_threes_run(src, src, end, dst, dst + capacity);
+    const Progress done = encode_run(src, src, end, dst, dst + capacity);
     if (done.in == end) return report({ZEMT_RC_OK, static_cast<int32_t>(done.out - dst)}, outCount);
     return encode_rest(dst, capacity, src, count, outCount);
 }
@@ -657,8 +648,8 @@ __attribute__((noinline)) int32_t encode_any(char *dst, int32_t capacity, const 
     if (dst != nullptr && capacity > 0 && is_brief(count)) {
         if (load<uint32_t>(src) < 0x800)
             return count <= 8 ? encode_few_pairs(dst, capacity, src, count, outCount)
-                              : encode_brief_pairs(dst, capacity, src, count, outCount);
-        if (count >= 4) return encode_brief_threes(dst, capacity, src, count, outCount);
+                              : encode_brief<encode_pairs_run>(dst, capacity, src, count, outCount);
+        if (count >= 4) return encode_brief<encode_threes_run>(dst, capacity, src, count, outCount);
         if (count >= 2 && capacity >= count * 3 && encode_few_threes(dst, src, count))
             return report({ZEMT_RC_OK, count * 3}, outCount);
     }

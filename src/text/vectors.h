@@ -25,12 +25,6 @@ constexpr bool is_plain(uint32_t character)
     return character - 1 < 0x7F;
 }
 
-constexpr bool all_plain(uint64_t eight_bytes)
-{
-    // A byte of 0 borrows: 0x00 - 0x01 sets the top bit.
-    return ((eight_bytes | (eight_bytes - 0x0101010101010101)) & 0x8080808080808080) == 0;
-}
-
 // The first size (0..8) bytes at an address, zeros above them; nothing behind them is read.
 inline uint64_t load_up_to_8(const char *at, int size)
 {
@@ -45,6 +39,12 @@ inline uint64_t load_up_to_8(const char *at, int size)
 struct Pairs {
     uint64_t low, high;  // what becomes of four of them, zeros above
     uint64_t sizes;      // a byte for each of the eight: how many bytes or values
+};
+
+// Four units as 3 bytes each, in two halves of 6 bytes.
+struct Threes {
+    bool all;  // whether all of them lie in 0x800..0xFFFF
+    uint64_t low, high;
 };
 
 // Text shorter than this many characters is not worth the question whether the processor has wider registers.
@@ -107,18 +107,13 @@ inline uint32_t mask_equal(Bytes16 value, uint8_t bits, uint8_t wanted)
     return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(looked_at, _mm_set1_epi8(static_cast<char>(wanted)))));
 }
 
-// 8 or 16 bytes to as many units.
-template <typename Unit>
+// 8 bytes to as many wide characters.
 inline void widen8(char *dst, uint64_t eight_bytes)
 {
     const __m128i zero = _mm_setzero_si128();
     const __m128i units = _mm_unpacklo_epi8(_mm_cvtsi64_si128(static_cast<int64_t>(eight_bytes)), zero);
-    if constexpr (sizeof(Unit) == 2) {
-        store16(dst, units);
-    } else {
-        store16(dst, _mm_unpacklo_epi16(units, zero));
-        store16(dst + 16, _mm_unpackhi_epi16(units, zero));
-    }
+    store16(dst, _mm_unpacklo_epi16(units, zero));
+    store16(dst + 16, _mm_unpackhi_epi16(units, zero));
 }
 
 // 16 bytes to as many units, 8 of them at either place.
@@ -288,13 +283,6 @@ inline bool encode_pairs(const char *low, const char *high, Pairs &pairs)
     return true;
 }
 
-// Four units as 3 bytes each, in two halves of 6 bytes.
-struct Threes {
-    bool all;  // whether all of them lie in 0x800..0xFFFF
-    uint64_t low;
-    uint64_t high;
-};
-
 inline Threes encode_threes(Bytes16 units)
 {
     const __m128i within =
@@ -410,10 +398,9 @@ inline uint32_t mask_equal(Bytes16 value, uint8_t bits, uint8_t wanted)
     return mask_of(value, [=](uint8_t byte) { return (byte & bits) == wanted; });
 }
 
-template <typename Unit>
 inline void widen8(char *dst, uint64_t eight_bytes)
 {
-    for (unsigned i = 0; i < 8; ++i) store(dst + i * sizeof(Unit), static_cast<Unit>(eight_bytes >> (8 * i) & 0xFF));
+    for (unsigned i = 0; i < 8; ++i) store(dst + i * 4, static_cast<Wide>(eight_bytes >> (8 * i) & 0xFF));
 }
 
 template <typename Unit>
@@ -503,12 +490,6 @@ inline bool encode_pairs(const char *low, const char *high, Pairs &pairs)
     };
     return encode(low, pairs.low, 0) && encode(high, pairs.high, 4);
 }
-
-struct Threes {
-    bool all;
-    uint64_t low;
-    uint64_t high;
-};
 
 inline Threes encode_threes(Bytes16)
 {
