@@ -1,14 +1,15 @@
 /*
  * zemt.h - conversion of database column values, one value per call
  *
- * Text in six layouts, binary integers and date/time records are moved between the form in which a column is stored or
- * delivered and the form in which a program works on it. Every function is plain C, keeps nothing between calls and
- * reports through its returned status alone.
+ * Text in six layouts, binary integers and floating-point numbers, packed decimal, Oracle VARNUM and date/time records are
+ * moved between the form in which a column is stored or delivered and the form in which a program works on it. Every
+ * function is plain C, keeps nothing between calls and reports through its returned status alone.
  *
  *   Threads    Every function is re-entrant and takes no lock. Concurrent calls must not share a destination or a length
  *              cell; sources, parameter records, date formats and format-code lists that are only read may be shared.
  *   errno      Comes back from every call as it was.
- *   Locale     Neither changed nor consulted by any function of this header.
+ *   Locale     Never changed. Consulted by ZEMTCnvWVarcharSzToDbl and ZEMTCnvWVarcharSzToFlt alone, whose decimal separator
+ *              is that of the calling thread's numeric locale.
  *   Memory     The caller owns every buffer; the library keeps no pointer after the call returns. Only date/time functions
  *              take heap memory, as their sections say, and they release it before they return.
  *   Alignment  Sources and destinations of the common form may stand at any address. Typed pointers (wchar_t *,
@@ -18,8 +19,9 @@
  * The platform is 64-bit little-endian Linux, where wchar_t has 32 bits and holds one code point. "Terminator" and NUL mean
  * a 0 byte behind 8-bit text and a 32-bit 0 behind wide text.
  *
- * Contents: 1 Status codes  2 Value layouts and the parameter record  3 The common form  4 UTF-8 codec
- *           5 Text to text  6 Signed integers  7 Date and time: records and formats  8 Formatting  9 Parsing
+ * Contents: 1 Status codes  2 Value layouts and the parameter record  3 The common form  4 UTF-8 codec  5 Text to text
+ *           6 Trimming  7 Integers  8 Floating point  9 Packed decimal  10 Oracle VARNUM
+ *           11 Date and time: records and formats  12 Formatting  13 Parsing
  */
 #ifndef ZEMT_H
 #define ZEMT_H
@@ -89,7 +91,7 @@ typedef struct ZEMTCnvParms {
 /* ==== 3 The common form =============================================================================================== */
 
 /*
- * Every function whose name begins with ZEMTCnv has this type, but for the four short forms of section 6. A caller's
+ * Every function whose name begins with ZEMTCnv has this type, but for the four short forms of section 7. A caller's
  * dispatch table from column types to conversions holds pointers to it.
  *
  *   src      the source value.
@@ -105,8 +107,8 @@ typedef struct ZEMTCnvParms {
  *            Numbers and records: bytes.
  *   parms    the column's parameters; may be null where a section says so.
  *
- * Returns ZEMT_RC_OK or the status of the first failure. A call that fails leaves *outLen and *srcLen as they were unless its
- * section says otherwise; dst may then hold the characters converted before the failure, without terminator or prefix.
+ * Returns ZEMT_RC_OK or the status of the first failure. A call that fails leaves *outLen and *srcLen as they were unless
+ * its section says otherwise; dst may then hold the characters converted before the failure, without terminator or prefix.
  */
 typedef int32_t ZEMTConversion(const void *src, int32_t *srcLen, void *dst, int32_t dstSize, int32_t *outLen,
                                const ZEMTCnvParms *parms) ZEMT_NOEXCEPT;
@@ -155,8 +157,8 @@ ZEMT_API int32_t Convert16To8(char *dst, int32_t dstCap, const uint16_t *src, in
                               int32_t *outCount) ZEMT_NOEXCEPT;
 
 /*
- * Decodes srcLen bytes of UTF-8, or those before the first 0, into 32-bit code points. A 0 ends the text in an overlong form,
- * too (C0 80). No terminator is written.
+ * Decodes srcLen bytes of UTF-8, or those before the first 0, into 32-bit code points. A 0 ends the text in an overlong
+ * form, too (C0 80). No terminator is written.
  *
  *   dst        room for dstCap code points; null: nothing is written, dstCap is not looked at, and the size is counted
  *   outCount   receives the code points produced before the conversion stopped, on success and on failure; may be null
@@ -185,12 +187,13 @@ ZEMT_API int32_t Convert8To16(uint16_t *dst, int32_t dstCap, const char *src, in
  *               empty, has no terminator but a prefix of 0 and its lengths, and the status is 0.
  *
  * Room: dstSize bytes or dstSize / 4 wide characters, terminator not counted; a prefix is counted where a line below says so
- * (a dstSize that does not hold even the prefix: 28, also where nothing is converted). Values behind a prefix never exceed 32767 bytes (8191 wide
- * characters): copies truncate there, transcodings return 28. Other values may be of any length.
+ * (a dstSize that does not hold even the prefix: 28, also where nothing is converted). Values behind a prefix never exceed
+ * 32767 bytes (8191 wide characters): copies truncate there, transcodings return 28. Other values may be of any length.
  *
- * An empty source gives 30, before anything else is looked at, unless a line says "may be empty". A WChar or WVarchar of
- * 0 to 3 bytes is empty. Where *srcLen is 0 on entry, success stores the bytes taken from the source ("taken") or all
- * its bytes ("whole", in whole characters); for Char and WChar sources *srcLen is the input length in bytes and is never written.
+ * An empty source gives 30, before anything else is looked at, unless a line says "may be empty". A WChar or WVarchar of 0
+ * to 3 bytes is empty. Where *srcLen is 0 on entry, success stores the bytes taken from the source ("taken") or all its
+ * bytes ("whole", in whole characters); for Char and WChar sources *srcLen is the input length in bytes and is never
+ * written.
  *
  * A null src or dst, a negative length, prefix or dstSize: -1, nothing written. parms may be null, which skips nothing.
  */
@@ -219,32 +222,67 @@ ZEMT_API ZEMTConversion ZEMTCnvVarcharSzToWVarchar ZEMT_NONNULL(5);       /* tra
 ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToWVarchar ZEMT_NONNULL(5);      /* copy       whole */
 ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToVarcharSz ZEMT_NONNULL(5);     /* transcode  whole    may be empty */
 
-/* ==== 6 Signed integers =============================================================================================== */
+/* ==== 6 Trimming ====================================================================================================== */
 
 /*
- * Two's complement integers TinyInt, SmallInt, Int and LongLong (8, 16, 32, 64 bits) to and from decimal WVarcharSz text.
+ * Removes blanks (0x20) of text in place: those in front where leading is 1, those behind where trailing is 1; any other
+ * value of a flag leaves its side alone. *len is the length in bytes and receives the new one; a negative length counts as
+ * 0. The caller owes room for one byte more than *len. Always returns 0.
  *
- * To text: an optional '-' and the digits, without leading zeros. Zero is the empty text. dstSize is not consulted; the
+ * With trailing 1 a 0 byte is written behind the text that is left. With leading alone nothing is: the bytes behind the new
+ * length keep what they held. A text of nothing but blanks with leading 1 is left as it is and only *len becomes 0.
+ */
+ZEMT_API int32_t TrimSpaces(char *text, int32_t *len, uint8_t leading, uint8_t trailing) ZEMT_NOEXCEPT ZEMT_NONNULL(1, 2);
+
+/* Like TrimSpaces, but of wide text, with *len in characters. */
+ZEMT_API int32_t TrimSpacesW(wchar_t *text, int32_t *len, uint8_t leading, uint8_t trailing) ZEMT_NOEXCEPT ZEMT_NONNULL(1, 2);
+
+/*
+ * Removes every space (0x20) and tab (0x09) of wide text in place, wherever it stands. At most *len characters are looked
+ * at, ending early at a 0; a negative *len counts as 0. The characters kept are followed by a 0, for which the caller owes
+ * room, and counted in *len. Always returns 0.
+ */
+ZEMT_API int32_t TrimAllSpacesTabsW(wchar_t *text, int32_t *len) ZEMT_NOEXCEPT ZEMT_NONNULL(1, 2);
+
+/* ==== 7 Integers ====================================================================================================== */
+
+/*
+ * Two's complement integers TinyInt, SmallInt, Int and LongLong and unsigned integers TinyUInt, SmallUInt, UInt and
+ * ULONGLONG (8, 16, 32, 64 bits) to and from decimal text.
+ *
+ * To text: a '-' below zero and the digits, without leading zeros. Zero is the empty text. dstSize is not consulted; the
  * caller owes the room of the line below, all of which the function may write. *outLen receives the characters before the
  * terminator and a *srcLen of 0 the integer's bytes. Always succeeds.
  *
- * From text: an optional '-' and digits up to the terminator; leading zeros are read as digits. The value is taken modulo
- * 2^N, N being the bits of the type, so nothing overflows: "128" is the TinyInt -128. The empty text and "-" are 0. Returns
- * -1 for any other character and then writes nothing. *outLen receives the integer's bytes and a *srcLen of 0 the bytes of
- * text read (4 a character, terminator not counted).
+ * From text: digits up to the terminator, behind an optional '-' where the type is signed; leading zeros are read as digits.
+ * The value is taken modulo 2^N, N being the bits of the type, so nothing overflows: "128" is the TinyInt -128. The empty
+ * text is 0, and so is "-" for a signed type. Returns -1 for any other character and then writes nothing. *outLen receives
+ * the integer's bytes and a *srcLen of 0 the bytes of text read (4 a wide character, terminator not counted).
  *
  * src, dst and outLen must be valid; srcLen may be null; parms is ignored.
  */
 
-/*                        name                                                             room at dst */
-ZEMT_API ZEMTConversion ZEMTCnvTinyIntToWVarcharSz ZEMT_NONNULL(1, 3, 5);  /*  5 wide characters */
-ZEMT_API ZEMTConversion ZEMTCnvSmallIntToWVarcharSz ZEMT_NONNULL(1, 3, 5); /*  7 wide characters */
-ZEMT_API ZEMTConversion ZEMTCnvIntToWVarcharSz1 ZEMT_NONNULL(1, 3, 5);     /* 12 wide characters */
-ZEMT_API ZEMTConversion ZEMTCnvLongLongToWVarcharSz ZEMT_NONNULL(1, 3, 5); /* 21 wide characters */
-ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToTinyInt ZEMT_NONNULL(1, 3, 5);  /*  1 byte */
-ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToSmallInt ZEMT_NONNULL(1, 3, 5); /*  2 bytes */
-ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToInt1 ZEMT_NONNULL(1, 3, 5);     /*  4 bytes */
-ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToLongLong ZEMT_NONNULL(1, 3, 5); /*  8 bytes */
+/*                        name                                                               room at dst */
+ZEMT_API ZEMTConversion ZEMTCnvTinyIntToWVarcharSz ZEMT_NONNULL(1, 3, 5);   /*  5 wide characters */
+ZEMT_API ZEMTConversion ZEMTCnvSmallIntToWVarcharSz ZEMT_NONNULL(1, 3, 5);  /*  7 wide characters */
+ZEMT_API ZEMTConversion ZEMTCnvIntToWVarcharSz1 ZEMT_NONNULL(1, 3, 5);      /* 12 wide characters */
+ZEMT_API ZEMTConversion ZEMTCnvLongLongToWVarcharSz ZEMT_NONNULL(1, 3, 5);  /* 21 wide characters */
+ZEMT_API ZEMTConversion ZEMTCnvTinyUIntToWVarcharSz ZEMT_NONNULL(1, 3, 5);  /*  4 wide characters */
+ZEMT_API ZEMTConversion ZEMTCnvSmallUIntToWVarcharSz ZEMT_NONNULL(1, 3, 5); /*  6 wide characters */
+ZEMT_API ZEMTConversion ZEMTCnvUIntToWVarcharSz ZEMT_NONNULL(1, 3, 5);      /* 11 wide characters */
+ZEMT_API ZEMTConversion ZEMTCnvULONGLONGToWVarcharSz ZEMT_NONNULL(1, 3, 5); /* 21 wide characters */
+ZEMT_API ZEMTConversion ZEMTCnvUIntToVarcharSz ZEMT_NONNULL(1, 3, 5);       /* 11 bytes */
+ZEMT_API ZEMTConversion ZEMTCnvULONGLONGToVarcharSz ZEMT_NONNULL(1, 3, 5);  /* 21 bytes */
+ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToTinyInt ZEMT_NONNULL(1, 3, 5);   /*  1 byte */
+ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToSmallInt ZEMT_NONNULL(1, 3, 5);  /*  2 bytes */
+ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToInt1 ZEMT_NONNULL(1, 3, 5);      /*  4 bytes */
+ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToLongLong ZEMT_NONNULL(1, 3, 5);  /*  8 bytes */
+ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToTinyUInt ZEMT_NONNULL(1, 3, 5);  /*  1 byte */
+ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToSmallUInt ZEMT_NONNULL(1, 3, 5); /*  2 bytes */
+ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToUInt ZEMT_NONNULL(1, 3, 5);      /*  4 bytes */
+ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToULONGLONG ZEMT_NONNULL(1, 3, 5); /*  8 bytes */
+ZEMT_API ZEMTConversion ZEMTCnvVarcharSzToUInt ZEMT_NONNULL(1, 3, 5);       /*  4 bytes */
+ZEMT_API ZEMTConversion ZEMTCnvVarcharSzToULONGLONG ZEMT_NONNULL(1, 3, 5);  /*  8 bytes */
 
 /* The short forms: a 32-bit value in, text and its length out. dst has 12 bytes, all of which may be written. Returns 0. */
 ZEMT_API int32_t ZEMTCnvIntToVarcharSz(int32_t value, char *dst, int32_t *outLen) ZEMT_NOEXCEPT ZEMT_NONNULL(2, 3);
@@ -268,7 +306,107 @@ ZEMT_API int32_t ZEMTCnvVarcharSzToInt(const char *text, int32_t *result, int32_
 ZEMT_API int32_t ZEMTCnvWVarcharSzToInt(const wchar_t *text, int32_t *result, int32_t start, int32_t count) ZEMT_NOEXCEPT
     ZEMT_NONNULL(1, 2);
 
-/* ==== 7 Date and time: records and formats ============================================================================ */
+/* ==== 8 Floating point ================================================================================================ */
+
+/*
+ * IEEE 754 numbers Dbl (64 bits) and Flt (32 bits) to and from WVarcharSz text in scientific notation:
+ * "-1.2300000000000000E-03" has 17 significant digits (Dbl), "-1.2300000E-03" has 8 (Flt). No function of this section
+ * allocates, reads *srcLen or writes it.
+ */
+
+/*
+ * Writes value as an optional '-', one digit, '.', as many digits as digits says (none for 0), 'E', the exponent's sign and
+ * its two or three digits: the digits of the exact binary value, correctly rounded (ties to even), as printf("%.*e") has
+ * them in the C locale. Minus zero keeps its sign. dst has digits + 9 wide characters.
+ *
+ * Returns 0, or -1 for infinities, NaN and digits below 0, with nothing written.
+ */
+ZEMT_API int32_t FloatToString(double value, wchar_t *dst, int16_t digits) ZEMT_NOEXCEPT ZEMT_NONNULL(2);
+
+/*
+ * To text: as FloatToString with 16 digits behind the point for Dbl, which read back as the same number, and 7 for Flt.
+ * dstSize, as a plain number, must be above 30; the caller owes the room of the line below, all of which the function may
+ * write. Returns 0 with the characters before the terminator in *outLen, or -1 with nothing written for a null src or dst, a
+ * dstSize of 30 or less, an infinity or a NaN.
+ *
+ * From text: as wcstod reads it (C99, 7.24.4.1.1), in the calling thread's numeric locale: white space, a sign, then a
+ * decimal or hexadecimal number; whatever follows is ignored. dst receives the nearest number of the type; Flt is narrowed
+ * from the nearest Dbl. Returns -1 with nothing written for a null src or dst, and where the result is zero (text without a
+ * number, "0", underflow), infinite or not a number. *outLen is never written and may be null, like srcLen and parms.
+ */
+
+/*                        name                                     room at dst */
+ZEMT_API ZEMTConversion ZEMTCnvDblToWVarcharSz ZEMT_NONNULL(5); /* 25 wide characters = sign, 17 digits, point, 'E', sign
+                                                                   and 3 digits of exponent, NUL */
+ZEMT_API ZEMTConversion ZEMTCnvFltToWVarcharSz ZEMT_NONNULL(5); /* 15 wide characters = sign, 8 digits, point, 'E', sign
+                                                                   and 2 digits of exponent, NUL */
+ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToDbl;                 /*  8 bytes */
+ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToFlt;                 /*  4 bytes */
+
+/* ==== 9 Packed decimal ================================================================================================ */
+
+/*
+ * Packed decimal (COMP-3) fields of P = parms->precision digits, to and from text of digits. A field has B = (P + 2) / 2
+ * bytes: 2B - 1 digits of four bits, the most significant first, and the sign in the last four bits. At an even P this is
+ * one digit more than P, which is read and written like the others. Signs are not carried: 0xC is written, and what is read
+ * is ignored; so is the place of a decimal point. dstSize is not consulted. Nothing is allocated.
+ *
+ * To text: the digits without leading zeros, zero being the empty text. The caller owes room for 2B characters, all of which
+ * the function may write. *outLen receives the characters before the terminator, a *srcLen of 0 receives B. At a digit above
+ * 9 the status is -1, with the digits before it terminated in dst and both lengths written.
+ *
+ * From text: up to 2B - 1 digits, put at the right end of the field behind zeros. Characters are not checked; each leaves
+ * its low four bits. *outLen receives B and a *srcLen of 0 the bytes of the text (4 a wide character). A longer text gives
+ * -1 and writes nothing. Always succeeds otherwise.
+ *
+ * A negative precision gives -1 and writes nothing. src, dst, outLen and parms must be valid; srcLen may be null.
+ */
+ZEMT_API ZEMTConversion ZEMTCnvDecKestToVarcharSz ZEMT_NONNULL(1, 3, 5, 6);
+ZEMT_API ZEMTConversion ZEMTCnvDecKestToWVarcharSz ZEMT_NONNULL(1, 3, 5, 6);
+ZEMT_API ZEMTConversion ZEMTCnvVarcharSzToDecKest ZEMT_NONNULL(1, 3, 5, 6);
+ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToDecKest ZEMT_NONNULL(1, 3, 5, 6);
+
+/* ==== 10 Oracle VARNUM ================================================================================================ */
+
+/*
+ * VARNUM is Oracle's NUMBER behind a length byte, at most 22 bytes:
+ *
+ *   byte 0    the bytes that follow, 1..21
+ *   byte 1    193 + E, or 62 - E for a negative number; E, -65..62, is the exponent to the base 100 of the first digit
+ *   byte 2    up to 20 digits to the base 100, the first and the last of them not 0: digit + 1, or 101 - digit in a negative
+ *             number, which ends with a byte 102 if it has fewer than 20
+ *
+ * 01 80 is zero, 03 C1 02 33 is 1.5, 02 C2 02 is 100, 03 3E 64 66 is -1.
+ *
+ * The conversions handle numbers that are not negative. Text is digits with at most one '.', nothing else. dstSize and parms
+ * are not consulted; srcLen must be valid and is always written, except for a null or empty text. Nothing is allocated.
+ *
+ * To text: *srcLen receives the size of the VARNUM, *outLen the characters before the terminator. No digit is dropped or
+ * rounded; no zero stands before the point, and behind it the digits stand in pairs: ".50", "1.50", "100". Zero is "0".
+ * The caller owes room for 170 characters, all of which the function may write. Returns 0, or -1 with 0 in *outLen and
+ * nothing written to dst: a negative number, a length byte of 0 or above 21, a single byte other than 0x80, a digit byte
+ * outside 1..100. No more than the bytes that the length byte counts are read, and no more than 21.
+ *
+ * From text: *srcLen receives the characters of the text (also of wide text), *outLen the size of the VARNUM; dst has
+ * 22 bytes. Digits behind the 20th to the base 100 are dropped, not rounded, and what lies below 100^-65 is zero; neither
+ * is reported. A null or empty text, and a point alone, are zero. Returns 0, or -1 with dst and *outLen untouched: any other
+ * character or a second point, more than 266 digits, an exponent above 62.
+ */
+ZEMT_API ZEMTConversion ZEMTCnvOraVarnumToVarcharSz_Unsigned ZEMT_NONNULL(1, 2, 3, 5);
+ZEMT_API ZEMTConversion ZEMTCnvOraVarnumToWVarcharSz_Unsigned ZEMT_NONNULL(1, 2, 3, 5);
+ZEMT_API ZEMTConversion ZEMTCnvVarcharSz_UnsignedToOraVarnum ZEMT_NONNULL(2, 3, 5);
+ZEMT_API ZEMTConversion ZEMTCnvWVarcharSz_UnsignedToOraVarnum ZEMT_NONNULL(2, 3, 5);
+
+/*
+ * Builds a VARNUM of either sign ('+' or '-') from count digits to the base 100, the most significant first: their integer
+ * times 10^-scale. What does not fit is dropped as above. dst has 22 bytes. The function may change the count bytes at
+ * digits, which concurrent calls must not share. Returns 0, or -1 with nothing written to dst: another sign, a count above
+ * 133, an exponent above 62. A count below 1 is zero.
+ */
+ZEMT_API int16_t ConvertBCDToOraVarNum(void *dst, uint8_t *digits, int16_t count, int16_t scale, char sign) ZEMT_NOEXCEPT
+    ZEMT_NONNULL(1, 2);
+
+/* ==== 11 Date and time: records and formats =========================================================================== */
 
 /* A timestamp, 24 bytes. Only the first 16 are read of one that is given; all 24 are written where one is produced. */
 typedef struct ZEMTTS {
@@ -362,8 +500,8 @@ typedef struct ZEMTDateFormat {
 
 /*
  * Checks the components that mode (ZEMT_KIND_...) covers, in the order year (54), month (56), day (55), hour (57), minute
- * (58), second (59), by the Gregorian calendar for every year from 1 to 9999. Returns 0 or the status of the first that fails;
- * 0 for any other mode; -1 for a null record. Writes nothing.
+ * (58), second (59), by the Gregorian calendar for every year from 1 to 9999. Returns 0 or the status of the first that
+ * fails; 0 for any other mode; -1 for a null record. Writes nothing.
  */
 ZEMT_API int32_t ZEMTValidateDateTime(const ZEMTTS *ts, int32_t mode) ZEMT_NOEXCEPT;
 
@@ -385,13 +523,13 @@ ZEMT_API int32_t ZEMTValidateDateTime(const ZEMTTS *ts, int32_t mode) ZEMT_NOEXC
  */
 ZEMT_API int32_t ZEMTGetFormatCodes(const wchar_t *format, ZEMTFmtItem *list, int32_t *kind) ZEMT_NOEXCEPT;
 
-/* ==== 8 Formatting dates and times ==================================================================================== */
+/* ==== 12 Formatting dates and times =================================================================================== */
 
 /*
- * Writes ts under a list into size wide characters of dst, terminator included. mode says which components are wanted:
- * codes of other components write nothing, literals are always written, and the text ends when the last wanted component has
- * been written, whatever follows it in the list. Code 20 and codes above 21 are written like literals. Numbers are padded with zeros to the digits of their code and are never
- * cut. The record is not checked.
+ * Writes ts under a list into size wide characters of dst, terminator included. mode says which components are wanted: codes
+ * of other components write nothing, literals are always written, and the text ends when the last wanted component has been
+ * written, whatever follows it in the list. Code 20 and codes above 21 are written like literals. Numbers are padded with
+ * zeros to the digits of their code and are never cut. The record is not checked.
  *
  * Returns 0, or -1: a null argument, text and terminator do not fit, size below 1, or a month outside 1..12 under MONTH or
  * MMM. dst may then hold part of the text, without terminator. Allocates nothing.
@@ -435,7 +573,7 @@ ZEMT_API int32_t ZEMTGetStringFromTS(const ZEMTTS *ts, wchar_t *buf, int32_t siz
 ZEMT_API int32_t ZEMTGetStringAFromTS(const ZEMTTS *ts, char *buf, int32_t size, int32_t *outLen) ZEMT_NOEXCEPT
     ZEMT_NONNULL(1, 2);
 
-/* ==== 9 Parsing dates and times ======================================================================================= */
+/* ==== 13 Parsing dates and times ====================================================================================== */
 
 /*
  * Moves *entry over its literal entries to the next code, and *sourcePos behind the first place at or after it where those
@@ -448,13 +586,14 @@ ZEMT_API int32_t ZEMTGetNextCodePosInSourceW(const ZEMTFmtItem **entry, const wc
 /*
  * Reads NUL-terminated text under a list into ts, all 24 bytes. Literals before a code are sought forward, exactly, over
  * whatever stands before them; those behind the last code are never sought. Numbers are read in as many characters as the
- * entry's length says (one '-' allowed), and the text goes on behind the width of the keyword; names of months and "AM"/"PM" are
- * read in either case; code 20 is passed over; text that ends early leaves the remaining fields 0; text behind the last code is
- * ignored. Nothing is checked against
- * the calendar. textLength and mode are not consulted; formatLength must be at least 1.
+ * entry's length says (one '-' allowed), and the text goes on behind the width of the keyword; names of months and "AM"/"PM"
+ * are read in either case; code 20 is passed over; text that ends early leaves the remaining fields 0; text behind the last
+ * code is ignored. Nothing is checked against the calendar. textLength and mode are not consulted; formatLength must be at
+ * least 1.
  *
  * Returns 0 or -1: a null argument or formatLength below 1 (ts untouched), a literal that is not found, a character that is
- * no digit, no name of a month, the codes M and D and those above 21. ts then holds the fields read before. Allocates nothing.
+ * no digit, no name of a month, the codes M and D and those above 21. ts then holds the fields read before. Allocates
+ * nothing.
  */
 ZEMT_API int32_t ZEMTWVarcharSzToTS(const wchar_t *text, int32_t textLength, const ZEMTFmtItem *formatCodes,
                                     int32_t formatLength, ZEMTTS *ts, int32_t mode) ZEMT_NOEXCEPT;
@@ -462,12 +601,12 @@ ZEMT_API int32_t ZEMTWVarcharSzToTS(const wchar_t *text, int32_t textLength, con
 /*
  * Eight conversions of the common form under the format parms->dateFormat: the text is read as ZEMTWVarcharSzToTS does,
  * checked as ZEMTValidateDateTime does in mode 3 (so a ZEMTTime needs a text and a format with a valid date, too), and
- * written: 24 bytes of ZEMTTS, or 16 of ZEMTDate or ZEMTTime with all bytes behind the third field 0. *outLen receives 24 or 16.
- * dstSize is not consulted.
+ * written: 24 bytes of ZEMTTS, or 16 of ZEMTDate or ZEMTTime with all bytes behind the third field 0. *outLen receives 24 or
+ * 16. dstSize is not consulted.
  *
  * An empty text gives 30; UTF-8 is read as the conversions of section 5 do, with their statuses and parms->skipTranscode
- * (which leaves nothing to read: 54); then -1, or 54 to 59. A null src, dst, parms, dateFormat or list, a negative length of a
- * Char, Varchar, WChar or WVarchar: -1. dst and *outLen are written on success only.
+ * (which leaves nothing to read: 54); then -1, or 54 to 59. A null src, dst, parms, dateFormat or list, a negative length of
+ * a Char, Varchar, WChar or WVarchar: -1. dst and *outLen are written on success only.
  *
  * Texts of up to 127 characters (bytes, in UTF-8) and all WVarcharSz texts take no heap memory; others take one block.
  */

@@ -1,4 +1,5 @@
-# Turns the medians of Google Benchmark's CSV into a table of ratios. A name is "work/contender"; a peer's may end in " xN".
+# Turns the medians of Google Benchmark's CSV into a table of ratios. A name is "work/contender"; a peer's may end in " xN" (the
+# library is to be N times as fast) or " +N" (it may take N ns more).
 
 /_median"/ {
     split($0, part, "\"")
@@ -27,12 +28,15 @@ END {
         for (j = 1; j <= peer_count; ++j) {
             split(lines[j], field, "\t")
             wanted = ""
-            if (match(field[1], / x[0-9.]+$/)) {
-                wanted = substr(field[1], RSTART + 2) + 0
+            missed = 0
+            ratio = field[2] / ours[work]
+            if (match(field[1], / [x+][0-9.]+$/)) {
+                bound = substr(field[1], RSTART + 2) + 0
+                added = substr(field[1], RSTART + 1, 1) == "+"
+                wanted = added ? "+" bound " ns" : bound
+                missed = added ? ours[work] > field[2] + bound : ratio < bound
                 field[1] = substr(field[1], 1, RSTART - 1)
             }
-            ratio = field[2] / ours[work]
-            missed = wanted != "" && ratio < wanted
             failures += missed
             printf "| %s | %.1f | %s | %.1f | %.2f | %s%s |\n", work, ours[work], field[1], field[2], ratio, wanted,
                    missed ? ", **missed**" : "" | "sort -V"

@@ -12,15 +12,15 @@
 namespace zemt {
 
 template <typename Unit>
-inline void write_unit(char *dst, int index, uint32_t character)
+inline void write_unit(char *dst, int64_t index, uint32_t character)
 {
-    store(dst + ptrdiff_t{index} * static_cast<ptrdiff_t>(sizeof(Unit)), static_cast<Unit>(character));
+    store(unit_place<Unit>(dst, index), static_cast<Unit>(character));
 }
 
 template <typename Unit>
 inline uint32_t unit_at(const char *text, int64_t index)
 {
-    return static_cast<std::make_unsigned_t<Unit>>(load<Unit>(text + index * static_cast<int64_t>(sizeof(Unit))));
+    return static_cast<std::make_unsigned_t<Unit>>(load<Unit>(unit_place<Unit>(text, index)));
 }
 
 // Two digits of a number below 100.
@@ -48,7 +48,18 @@ constexpr uint64_t split_digits(uint32_t number)
 
 static_assert(split_digits(12345678) == 0x0807060504030201);
 
-// Writes the first count (3, 5 or 8) of them.
+// 0x12345678 -> 1, 2, 3, 4, 5, 6, 7, 8
+constexpr uint64_t split_nibbles(uint32_t nibbles)
+{
+    uint64_t split = __builtin_bswap32(nibbles);
+    split = (split | split << 16) & 0x0000FFFF0000FFFF;
+    split = (split | split << 8) & 0x00FF00FF00FF00FF;
+    return (split >> 4 & 0x000F000F000F000F) | (split & 0x000F000F000F000F) << 8;
+}
+
+static_assert(split_nibbles(0x12345678) == 0x0807060504030201);
+
+// Writes the first count of them.
 template <typename Unit, int count = 8>
 inline void write_digits(char *dst, uint64_t digits)
 {

@@ -36,6 +36,13 @@ inline char *bytes(void *at)
     return static_cast<char *>(at);
 }
 
+// The place of a unit; Byte is char or const char.
+template <typename Unit, typename Byte>
+inline Byte *unit_place(Byte *text, int64_t index)
+{
+    return text + index * int64_t{sizeof(Unit)};
+}
+
 // The number of characters before the terminator.
 template <typename Unit>
 inline int64_t terminated_length(const char *text)

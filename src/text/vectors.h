@@ -35,6 +35,18 @@ inline uint64_t load_up_to_8(const char *at, int size)
     return byte(0) | byte(size / 2) | byte(size - 1);
 }
 
+// Writes the lowest size (1..8) bytes of a value.
+inline void store_up_to_8(char *at, uint64_t value, int size)
+{
+    if (size == 8) return store(at, value);
+    if (size >= 4) {
+        store(at, static_cast<uint32_t>(value));
+        return store(at + size - 4, static_cast<uint32_t>(value >> (8 * (size - 4))));
+    }
+    at[0] = static_cast<char>(value);
+    if (size > 1) store(at + size - 2, static_cast<uint16_t>(value >> (8 * (size - 2))));
+}
+
 // What eight units become: those of UTF-8 1 or 2 bytes each, 8 bytes of UTF-8 one 16-bit value each or none.
 struct Pairs {
     uint64_t low, high;  // what becomes of four of them, zeros above

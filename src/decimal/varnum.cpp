@@ -1,0 +1,233 @@
+// Oracle VARNUM to and from plain decimal text.
+#include <algorithm>
+
+#include "text/calling_form.h"
+#include "text/digits.h"
+#include "text/layouts.h"
+
+namespace zemt {
+namespace {
+
+// All digits here are to the base 100, the most significant first. The exponent of a number is that of its first digit.
+constexpr int most_digits = 20;
+constexpr int least_exponent = -65;
+constexpr int largest_exponent = 62;
+constexpr int longest_value = 1 + most_digits;  // what the length byte may count: exponent and digits
+constexpr uint8_t negative_end = 102;
+constexpr int positive_bias = 193;
+constexpr int negative_bias = 62;
+
+// The longest text that is converted: 266 decimal digits make at most 134 pairs, where the point splits two of them.
+constexpr int64_t longest_number = 266;
+constexpr int longest_pairs = 134;
+
+// ---- To text ----------------------------------------------------------------------------------------------------------------
+
+template <typename Unit>
+inline char *write_zeros(char *dst, int count)
+{
+    for (; count > 0; --count, dst += sizeof(Unit)) write_unit<Unit>(dst, 0, '0');
+    return dst;
+}
+
+template <typename Unit>
+inline char *write_pairs(char *dst, const uint8_t *digits, int count)
+{
+    for (int i = 0; i < count; ++i, dst += 2 * sizeof(Unit)) write_pair<Unit>(dst, digits[i] - 1u);
+    return dst;
+}
+
+// "100", "1.50", ".0050": the first pair of an integer part loses a leading zero, and no other zero is dropped or added.
+template <typename Unit>
+inline char *write_decimal(char *dst, const uint8_t *digits, int count, int exponent)
+{
+    const int integers = std::clamp(exponent + 1, 0, count);
+    if (integers > 0) {
+        const uint32_t first = digits[0] - 1u;
+        write_pair<Unit>(dst, first);
+        if (first < 10) write_unit<Unit>(dst, 0, '0' + first);
+        dst = write_pairs<Unit>(unit_place<Unit>(dst, first < 10 ? 1 : 2), digits + 1, integers - 1);
+        dst = write_zeros<Unit>(dst, 2 * (exponent + 1 - integers));
+    }
+    if (integers == count) return dst;
+    write_unit<Unit>(dst, 0, '.');
+    dst = write_zeros<Unit>(unit_place<Unit>(dst, 1), 2 * (-1 - exponent));
+    return write_pairs<Unit>(dst, digits + integers, count - integers);
+}
+
+inline bool are_digits(const uint8_t *stored, int count)
+{
+    bool all = true;
+    for (int i = 0; i < count; ++i) all &= stored[i] - 1u < 100;
+    return all;
+}
+
+template <typename Unit>
+inline int32_t varnum_to_text(const void *src, int32_t *srcLen, void *dst, int32_t *outLen)
+{
+    const auto *const varnum = static_cast<const uint8_t *>(src);
+    char *const text = bytes(dst);
+    const int length = varnum[0];
+    *outLen = 0;
+    *srcLen = length + 1;
+    if (length < 1 || length > longest_value) return ZEMT_RC_ERROR;
+    const int digit_count = length - 1;
+    const int exponent = varnum[1] - positive_bias;
+    if (exponent < least_exponent || !are_digits(varnum + 2, digit_count)) return ZEMT_RC_ERROR;
+    char *end;
+    if (digit_count > 0) {
+        end = write_decimal<Unit>(text, varnum + 2, digit_count, exponent);
+    } else if (exponent == least_exponent) {
+        end = write_zeros<Unit>(text, 1);
+    } else {
+        return ZEMT_RC_ERROR;
+    }
+    write_unit<Unit>(end, 0, 0);
+    *outLen = static_cast<int32_t>((end - text) / static_cast<int>(sizeof(Unit)));
+    return ZEMT_RC_OK;
+}
+
+// ---- From digits ------------------------------------------------------------------------------------------------------------
+
+inline int write_zero(uint8_t *dst)
+{
+    dst[0] = 1;
+    dst[1] = positive_bias + least_exponent;
+    return 2;
+}
+
+// Writes a number whose first digit has that exponent, and returns its size; 0 where the exponent is too large. Digits behind
+// the 20th are dropped.
+inline int write_varnum(uint8_t *dst, const uint8_t *digits, int count, int exponent, bool negative)
+{
+    while (count > 0 && digits[count - 1] == 0) --count;
+    for (; count > 0 && digits[0] == 0; ++digits, --count) --exponent;
+    if (count <= 0 || exponent < least_exponent) return write_zero(dst);
+    if (exponent > largest_exponent) return 0;
+    count = std::min(count, most_digits);
+    for (int i = 0; i < count; ++i) dst[2 + i] = static_cast<uint8_t>(negative ? 101 - digits[i] : digits[i] + 1);
+    dst[1] = static_cast<uint8_t>(negative ? negative_bias - exponent : positive_bias + exponent);
+    int size = 2 + count;
+    if (negative && count < most_digits) dst[size++] = negative_end;
+    dst[0] = static_cast<uint8_t>(size - 1);
+    return size;
+}
+
+// ---- From text --------------------------------------------------------------------------------------------------------------
+
+template <typename Unit>
+inline uint32_t digit_at(const char *text, int64_t index)
+{
+    return unit_at<Unit>(text, index) - '0';
+}
+
+template <typename Unit>
+inline int64_t count_digits(const char *text)
+{
+    int64_t count = 0;
+    while (digit_at<Unit>(text, count) <= 9) ++count;
+    return count;
+}
+
+template <typename Unit>
+inline void read_pairs(uint8_t *pairs, const char *text, int64_t count)
+{
+    for (int64_t i = 0; i < count; ++i)
+        pairs[i] = static_cast<uint8_t>(digit_at<Unit>(text, 2 * i) * 10 + digit_at<Unit>(text, 2 * i + 1));
+}
+
+// Pairs the digits on either side of the point: "123.4" -> 1, 23, 40. Returns how many pairs there are.
+template <typename Unit>
+inline int pair_digits(uint8_t *pairs, const char *text, int64_t integers, int64_t fractions)
+{
+    uint8_t *end = pairs;
+    const int64_t odd = integers % 2;
+    if (odd != 0) *end++ = static_cast<uint8_t>(digit_at<Unit>(text, 0));
+    read_pairs<Unit>(end, unit_place<Unit>(text, odd), integers / 2);
+    end += integers / 2;
+    const char *const fraction = unit_place<Unit>(text, integers + 1);
+    read_pairs<Unit>(end, fraction, fractions / 2);
+    end += fractions / 2;
+    if (fractions % 2 != 0) *end++ = static_cast<uint8_t>(digit_at<Unit>(fraction, fractions - 1) * 10);
+    return static_cast<int>(end - pairs);
+}
+
+template <typename Unit>
+inline int32_t text_to_varnum(const void *src, int32_t *srcLen, void *dst, int32_t *outLen)
+{
+    const char *const text = bytes(src);
+    auto *const varnum = static_cast<uint8_t *>(dst);
+    if (text == nullptr || unit_at<Unit>(text, 0) == 0) {
+        *outLen = write_zero(varnum);
+        return ZEMT_RC_OK;
+    }
+    const int64_t integers = count_digits<Unit>(text);
+    int64_t length = integers;
+    int64_t fractions = 0;
+    if (unit_at<Unit>(text, integers) == '.') {
+        fractions = count_digits<Unit>(unit_place<Unit>(text, integers + 1));
+        length += 1 + fractions;
+    }
+    const bool ended = unit_at<Unit>(text, length) == 0;
+    if (!ended) length += terminated_length<Unit>(unit_place<Unit>(text, length));
+    *srcLen = static_cast<int16_t>(length);
+    if (!ended || integers + fractions > longest_number) return ZEMT_RC_ERROR;
+
+    uint8_t pairs[longest_pairs];
+    const int count = pair_digits<Unit>(pairs, text, integers, fractions);
+    const int exponent = static_cast<int>((integers + 1) / 2) - 1;
+    const int size = write_varnum(varnum, pairs, count, exponent, false);
+    if (size == 0) return ZEMT_RC_ERROR;
+    *outLen = size;
+    return ZEMT_RC_OK;
+}
+
+// Multiplies by 10, so that the point no longer stands inside a pair: 12, 34 -> 1, 23, 40. Returns the new count.
+inline int shift_digits(uint8_t *shifted, const uint8_t *digits, int count)
+{
+    uint8_t ones = 0;
+    for (int i = 0; i < count; ++i) {
+        shifted[i] = static_cast<uint8_t>(ones * 10 + digits[i] / 10);
+        ones = digits[i] % 10;
+    }
+    shifted[count] = static_cast<uint8_t>(ones * 10);
+    return count + 1;
+}
+
+}  // namespace
+}  // namespace zemt
+
+using namespace zemt;
+
+#define TO_TEXT(name, Unit)                                                                                                    \
+    ZEMT_COMMON_FORM(name)                                                                                                     \
+    {                                                                                                                          \
+        return varnum_to_text<Unit>(src, srcLen, dst, outLen);                                                                 \
+    }
+#define FROM_TEXT(name, Unit)                                                                                                  \
+    ZEMT_COMMON_FORM(name)                                                                                                     \
+    {                                                                                                                          \
+        return text_to_varnum<Unit>(src, srcLen, dst, outLen);                                                                 \
+    }
+
+TO_TEXT(ZEMTCnvOraVarnumToVarcharSz_Unsigned, char)
+TO_TEXT(ZEMTCnvOraVarnumToWVarcharSz_Unsigned, Wide)
+FROM_TEXT(ZEMTCnvVarcharSz_UnsignedToOraVarnum, char)
+FROM_TEXT(ZEMTCnvWVarcharSz_UnsignedToOraVarnum, Wide)
+
+int16_t ConvertBCDToOraVarNum(void *dst, uint8_t *digits, int16_t count, int16_t scale, char sign) noexcept
+{
+    uint8_t shifted[longest_pairs];
+    if ((sign != '+' && sign != '-') || count >= longest_pairs) return ZEMT_RC_ERROR;
+    const uint8_t *aligned = digits;
+    int aligned_count = count;
+    int aligned_scale = scale;
+    if (scale % 2 != 0 && count > 0) {
+        aligned_count = shift_digits(shifted, digits, count);
+        aligned_scale += 1;
+        aligned = shifted;
+    }
+    const int exponent = aligned_count - aligned_scale / 2 - 1;
+    return write_varnum(static_cast<uint8_t *>(dst), aligned, aligned_count, exponent, sign == '-') == 0 ? ZEMT_RC_ERROR
+                                                                                                         : ZEMT_RC_OK;
+}

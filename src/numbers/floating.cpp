@@ -1,0 +1,306 @@
+// Floating-point numbers to and from wide text.
+#include <langinfo.h>
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+#include "powers.h"
+#include "text/calling_form.h"
+#include "text/digits.h"
+#include "text/layouts.h"
+
+namespace zemt {
+namespace {
+
+constexpr int mantissa_bits = 53;      // with the topmost, which is not stored
+constexpr int least_exponent = -1074;  // of the lowest bit of a subnormal
+constexpr uint64_t hidden_bit = uint64_t{1} << (mantissa_bits - 1);
+constexpr int double_digits = 16;  // behind the point: 17 digits tell any two doubles apart
+constexpr int float_digits = 7;
+
+constexpr std::array<uint64_t, 20> make_tens()
+{
+    std::array<uint64_t, 20> tens{1};
+    for (size_t i = 1; i < tens.size(); ++i) tens[i] = tens[i - 1] * 10;
+    return tens;
+}
+
+constexpr std::array<uint64_t, 20> tens = make_tens();
+
+constexpr int largest_exact_double = 22;
+constexpr double exact_doubles[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                    1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
+// ---- To text ----------------------------------------------------------------------------------------------------------------
+
+// digits * 10^(exponent - n), where digits has n + 1 digits; 0 digits where more than 192 bits are needed to round correctly.
+struct Decimal {
+    uint64_t digits;
+    int exponent;
+};
+
+// Rounds mantissa * 2^exponent, which is not 0, to n + 1 digits.
+template <int n>
+inline Decimal round_to_digits(uint64_t mantissa, int exponent)
+{
+    const int zeros = std::countl_zero(mantissa);
+    // The number is from 10^tenth up and below 2 * 10^(tenth + 1): n + 1 digits stand before the point after scaling, or n + 2.
+    int tenth = floor_log10_of_two(exponent + 63 - zeros);
+    const Scaled scaled = scale(mantissa << zeros, exponent - zeros, n - tenth);
+    const auto upper = static_cast<uint64_t>(scaled.top >> 64);
+    const int cut = -scaled.exponent - 64;  // of the upper half
+    uint64_t digits = upper >> cut;
+    uint64_t rest = upper - (digits << cut);
+    uint64_t half = uint64_t{1} << (cut - 1);
+    if (digits >= tens[n + 1]) {
+        rest += digits % 10 << cut;
+        half *= 10;
+        digits /= 10;
+        ++tenth;
+    }
+    const Rest compared =
+        compare_with_half(scaled, Bits128{rest} << 64 | static_cast<uint64_t>(scaled.top), Bits128{half} << 64);
+    if (compared == Rest::Unknown) return {0, 0};
+    digits += compared == Rest::More || (compared == Rest::Half && digits % 2 != 0);
+    return digits < tens[n + 1] ? Decimal{digits, tenth} : Decimal{tens[n], tenth + 1};
+}
+
+// Writes n + 1 digits with a point behind the first.
+template <int n>
+inline char *write_mantissa(char *dst, uint64_t digits)
+{
+    constexpr uint64_t eight_digits = 100000000;
+    const uint64_t first = digits / tens[n];
+    const uint64_t others = digits - first * tens[n];
+    write_unit<Wide>(dst, 0, '0' + static_cast<uint32_t>(first));
+    write_unit<Wide>(dst, 1, '.');
+    if constexpr (n == double_digits) {
+        write_digits<Wide>(unit_place<Wide>(dst, 2), split_digits(static_cast<uint32_t>(others / eight_digits)));
+        write_digits<Wide>(unit_place<Wide>(dst, 10), split_digits(static_cast<uint32_t>(others % eight_digits)));
+    } else {
+        static_assert(n == float_digits);
+        write_digits<Wide>(unit_place<Wide>(dst, 2), split_digits(static_cast<uint32_t>(others)) >> 8);
+    }
+    return unit_place<Wide>(dst, 2 + n);
+}
+
+inline char *write_exponent(char *dst, int exponent)
+{
+    auto magnitude = static_cast<uint32_t>(exponent < 0 ? -exponent : exponent);
+    write_unit<Wide>(dst, 0, 'E');
+    write_unit<Wide>(dst, 1, exponent < 0 ? '-' : '+');
+    dst = unit_place<Wide>(dst, 2);
+    if (magnitude >= 100) {
+        write_unit<Wide>(dst, 0, '0' + magnitude / 100);
+        magnitude %= 100;
+        dst = unit_place<Wide>(dst, 1);
+    }
+    write_pair<Wide>(dst, magnitude);
+    return unit_place<Wide>(dst, 2);
+}
+
+// Any number of digits: the standard library's text, spread from its end on. Returns the length.
+[[gnu::noinline, gnu::cold]] inline int32_t write_any(char *dst, double value, int digits)
+{
+    const std::to_chars_result result =
+        std::to_chars(dst, dst + (digits + 8) * 4, value, std::chars_format::scientific, digits);
+    const auto length = static_cast<int32_t>(result.ptr - dst);
+    const int point = digits == 0 ? 1 : 0;  // "2e+00" has none yet
+    for (int32_t i = length - 1, shift = point; i >= 0; --i) {
+        const auto character = static_cast<uint8_t>(dst[i]);
+        write_unit<Wide>(dst, i + shift, character == 'e' ? 'E' : character);
+        if (character != 'e' || shift == 0) continue;
+        write_unit<Wide>(dst, i, '.');
+        shift = 0;
+    }
+    write_unit<Wide>(dst, length + point, 0);
+    return length + point;
+}
+
+// Writes a finite number with n digits behind the point; returns the length of the text.
+template <int n>
+inline int32_t write_scientific(char *dst, double value)
+{
+    const auto bits = std::bit_cast<uint64_t>(value);
+    const auto stored_exponent = static_cast<int>(bits >> (mantissa_bits - 1) & 0x7FF);
+    const uint64_t stored_mantissa = bits & (hidden_bit - 1);
+    const bool normal = stored_exponent != 0;
+    Decimal decimal{0, 0};
+    if (normal || stored_mantissa != 0) {
+        decimal = round_to_digits<n>(stored_mantissa | (normal ? hidden_bit : 0), least_exponent - normal + stored_exponent);
+        if (decimal.digits == 0) return write_any(dst, value, n);
+    }
+    write_unit<Wide>(dst, 0, '-');
+    const auto negative = static_cast<int64_t>(bits >> 63);
+    char *const end = write_exponent(write_mantissa<n>(unit_place<Wide>(dst, negative), decimal.digits), decimal.exponent);
+    write_unit<Wide>(end, 0, 0);
+    return static_cast<int32_t>((end - dst) / int{sizeof(Wide)});
+}
+
+template <typename Float, int n>
+inline int32_t format_float(const void *src, void *dst, int32_t dstSize, int32_t *outLen)
+{
+    constexpr int32_t refused_size = 30;  // in whatever unit: callers count differently
+    if (src == nullptr || dst == nullptr || dstSize <= refused_size) return ZEMT_RC_ERROR;
+    const double value = load<Float>(src);
+    if (!std::isfinite(value)) return ZEMT_RC_ERROR;
+    *outLen = write_scientific<n>(bytes(dst), value);
+    return ZEMT_RC_OK;
+}
+
+// ---- From text --------------------------------------------------------------------------------------------------------------
+
+// What is not plain decimal text, and the few numbers that need more bits.
+[[gnu::noinline, gnu::cold]] double read_any(const char *text)
+{
+    const int saved_errno = errno;
+    const double value = std::wcstod(reinterpret_cast<const wchar_t *>(text), nullptr);
+    errno = saved_errno;
+    return value;
+}
+
+// The decimal separator of the thread's locale; 0 where it is not one ASCII character.
+inline uint32_t decimal_separator()
+{
+    const char *const separator = nl_langinfo(RADIXCHAR);
+    return separator[0] > 0 && separator[1] == 0 ? static_cast<uint32_t>(separator[0]) : 0;
+}
+
+// A number's digits * 10^exponent. Not plain: there are no digits, more than 64 bits hold, or something that wcstod knows more of.
+struct Scanned {
+    uint64_t digits;
+    int64_t exponent;
+    bool plain;
+};
+
+constexpr Scanned not_plain{0, 0, false};
+
+// Reads the exponent at text, if there is one.
+inline bool scan_exponent(const char *text, int64_t &exponent)
+{
+    if ((unit_at<Wide>(text, 0) | 0x20) != 'e') return true;
+    const uint32_t sign = unit_at<Wide>(text, 1);
+    const Number number = read_number<Wide>(unit_place<Wide>(text, sign == '-' || sign == '+' ? 2 : 1));
+    constexpr int64_t most_digits = 9;
+    if (number.length == 0 || number.length > most_digits) return false;
+    exponent += sign == '-' ? -static_cast<int64_t>(number.value) : static_cast<int64_t>(number.value);
+    return true;
+}
+
+inline Scanned scan_number(const char *text)
+{
+    const Number integer = read_number<Wide>(text);
+    uint64_t digits = integer.value;
+    int64_t count = integer.length;
+    const int64_t most_digits = unit_at<Wide>(text, 0) == '0' ? 20 : 19;  // that 64 bits hold
+    int64_t exponent = 0;
+    text = unit_place<Wide>(text, integer.length);
+    const uint32_t next = unit_at<Wide>(text, 0);
+    if (next != 0 && (next | 0x20) != 'e') {
+        const uint32_t separator = decimal_separator();
+        if (separator == 0 || (next | 0x20) == 'x') return not_plain;
+        if (next == separator) {
+            const Number fraction = read_number<Wide>(unit_place<Wide>(text, 1));
+            count += fraction.length;
+            if (fraction.length > 19 || count > most_digits) return not_plain;
+            digits = digits * tens[static_cast<size_t>(fraction.length)] + fraction.value;
+            exponent = -fraction.length;
+            text = unit_place<Wide>(text, 1 + fraction.length);
+        }
+    }
+    if (count == 0 || count > most_digits || !scan_exponent(text, exponent)) return not_plain;
+    return {digits, exponent, true};
+}
+
+// Both factors are exact, so that the processor rounds once.
+inline bool is_exact(uint64_t digits, int64_t exponent)
+{
+    return digits <= uint64_t{1} << mantissa_bits && exponent >= -largest_exact_double && exponent <= largest_exact_double;
+}
+
+// The double nearest to digits * 10^exponent, or NaN where that takes more than 192 bits.
+inline double nearest_double(uint64_t digits, int64_t exponent)
+{
+    using Limits = std::numeric_limits<double>;
+    if (is_exact(digits, exponent)) {
+        const auto number = static_cast<double>(digits);
+        return exponent < 0 ? number / exact_doubles[static_cast<size_t>(-exponent)]
+                            : number * exact_doubles[static_cast<size_t>(exponent)];
+    }
+    if (digits == 0 || exponent < least_power) return 0;
+    if (exponent > Limits::max_exponent10) return Limits::infinity();
+
+    const int zeros = std::countl_zero(digits);
+    const Scaled scaled = scale(digits << zeros, -zeros, static_cast<int>(exponent));
+    int cut = 128 - mantissa_bits - std::countl_zero(static_cast<uint64_t>(scaled.top >> 64));
+    cut = std::max(cut, least_exponent - scaled.exponent);  // a subnormal has fewer bits
+    if (cut > 126) return Limits::quiet_NaN();
+    auto mantissa = static_cast<uint64_t>(scaled.top >> cut);
+    const Rest compared = compare_with_half(scaled, scaled.top - (Bits128{mantissa} << cut), Bits128{1} << (cut - 1));
+    if (compared == Rest::Unknown) return Limits::quiet_NaN();
+    mantissa += compared == Rest::More || (compared == Rest::Half && mantissa % 2 != 0);
+
+    // The hidden bit adds 1 to the stored exponent, as does a mantissa that was rounded up to the next power of two.
+    const auto stored_exponent = static_cast<uint64_t>(scaled.exponent + cut - least_exponent);
+    const uint64_t bits = (stored_exponent << (mantissa_bits - 1)) + mantissa;
+    return bits < std::bit_cast<uint64_t>(Limits::infinity()) ? std::bit_cast<double>(bits) : Limits::infinity();
+}
+
+inline double read_number_text(const char *text)
+{
+    const char *at = text;
+    while (unit_at<Wide>(at, 0) == ' ') at = unit_place<Wide>(at, 1);
+    const uint32_t sign = unit_at<Wide>(at, 0);
+    if (sign == '-' || sign == '+') at = unit_place<Wide>(at, 1);
+    const Scanned scanned = scan_number(at);
+    if (!scanned.plain) return read_any(text);
+    const double magnitude = nearest_double(scanned.digits, scanned.exponent);
+    if (std::isnan(magnitude)) return read_any(text);
+    return sign == '-' ? -magnitude : magnitude;
+}
+
+template <typename Float>
+inline int32_t parse_float(const void *src, void *dst)
+{
+    if (src == nullptr || dst == nullptr) return ZEMT_RC_ERROR;
+    const auto value = static_cast<Float>(read_number_text(bytes(src)));
+    if (!std::isfinite(value) || value == 0) return ZEMT_RC_ERROR;
+    store(dst, value);
+    return ZEMT_RC_OK;
+}
+
+}  // namespace
+}  // namespace zemt
+
+using namespace zemt;
+
+#define FORMATTER(name, Float, digits)                                                                                         \
+    ZEMT_COMMON_FORM(name)                                                                                                     \
+    {                                                                                                                          \
+        return format_float<Float, digits>(src, dst, dstSize, outLen);                                                         \
+    }
+#define PARSER(name, Float)                                                                                                    \
+    ZEMT_COMMON_FORM(name)                                                                                                     \
+    {                                                                                                                          \
+        return parse_float<Float>(src, dst);                                                                                   \
+    }
+
+FORMATTER(ZEMTCnvDblToWVarcharSz, double, double_digits)
+FORMATTER(ZEMTCnvFltToWVarcharSz, float, float_digits)
+PARSER(ZEMTCnvWVarcharSzToDbl, double)
+PARSER(ZEMTCnvWVarcharSzToFlt, float)
+
+int32_t FloatToString(double value, wchar_t *dst, int16_t digits) noexcept
+{
+    if (digits < 0 || !std::isfinite(value)) return ZEMT_RC_ERROR;
+    if (digits == double_digits) {
+        write_scientific<double_digits>(bytes(dst), value);
+    } else {
+        write_any(bytes(dst), value, digits);
+    }
+    return ZEMT_RC_OK;
+}
