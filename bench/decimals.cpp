@@ -1,9 +1,10 @@
 // Packed decimal beside the COBOL run time, which moves between DISPLAY and COMP-3 fields, and VARNUM beside the PGTYPES numerics.
+#include <cstddef>
+#include <random>
+
+// The headers of the peers stand behind those that they forget.
 #include <libcob.h>
 #include <pgtypes_numeric.h>
-
-#include <cstdlib>
-#include <random>
 
 #include "contenders.h"
 #include "zemt.h"
@@ -116,8 +117,8 @@ void enter_packed()
         contest::enter<Field, FieldRoom>("wide text to " + name, make_fields(digits), FieldRoom{},
                                          {{"zemt", pack_zemt}, {"COBOL run time, narrow x2.5", pack_cobol}});
     }
-    enter_growth<unpack_zemt>("packed, 31 digits, to wide text");
-    enter_growth<pack_zemt>("wide text to packed, 31 digits");
+    enter_growth<unpack_zemt>("packed, growth to 31 digits, to wide text");
+    enter_growth<pack_zemt>("wide text to packed, growth to 31 digits");
 }
 
 // ---- VARNUM -----------------------------------------------------------------------------------------------------------------
@@ -200,7 +201,7 @@ void enter_varnum()
                                          {{"zemt", format_zemt}, {"PGTYPESnumeric_to_asc, narrow x4", format_pgtypes}});
     contest::enter<Decimal, DecimalRoom>("wide text to VARNUM, 1 to 38 digits", make_decimals(1, 38), DecimalRoom{},
                                          {{"zemt", parse_zemt}, {"PGTYPESnumeric_from_asc, narrow x4", parse_pgtypes}});
-    for (const size_t digits : {1, 10, 20, 38}) {
+    for (const size_t digits : {1u, 10u, 20u, 38u}) {
         const std::string name = "VARNUM, " + std::to_string(digits) + " digits";
         const std::string empty = "empty call +" + std::to_string(10 + digits);
         contest::enter<Decimal, DecimalRoom>(name + ", to wide text", make_decimals(digits, digits), DecimalRoom{},
