@@ -35,14 +35,34 @@ std::optional<Word> next_word(std::string_view &line)
     return word;
 }
 
-int32_t parse_length(const ColumnType &type, std::string_view text)
+// The number in parentheses behind a type's name.
+struct Measure {
+    std::string_view name;
+    std::string_view example;
+    int32_t least;
+};
+
+constexpr Measure length_measure{"length", "Varchar(60)", 1};
+constexpr Measure precision_measure{"precision", "DecKest(15)", 0};
+
+const Measure *measure_of(const ColumnType &type)
 {
-    int32_t length = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), length);
-    if (error != std::errc{} || end != text.data() + text.size() || length < 1 || length > type.longest) {
-        throw FatalError(std::string(type.name) + " takes a length of 1.." + std::to_string(type.longest));
+    switch (type.rules.takes) {
+    case Takes::Length: return &length_measure;
+    case Takes::Precision: return &precision_measure;
+    default: return nullptr;
     }
-    return length;
+}
+
+int32_t parse_number(const ColumnType &type, const Measure &measure, std::string_view text)
+{
+    int32_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc{} || end != text.data() + text.size() || number < measure.least || number > type.largest) {
+        throw FatalError(std::string(type.name) + " takes a " + std::string(measure.name) + " of " +
+                         std::to_string(measure.least) + ".." + std::to_string(type.largest));
+    }
+    return number;
 }
 
 // "Varchar(60)", "Int"
@@ -51,10 +71,13 @@ void set_type(Column &column, std::string_view text)
     const std::size_t open = text.find('(');
     column.type = find_type(text.substr(0, open));
     if (!column.type) throw FatalError("unknown type " + shown(text));
-    const bool has_length = open != std::string_view::npos && text.ends_with(')');
-    if (column.type->rules.takes == Takes::Length) {
-        if (!has_length) throw FatalError(shown(text) + " has no length, as in Varchar(60)");
-        column.length = parse_length(*column.type, text.substr(open + 1, text.size() - open - 2));
+    const Measure *measure = measure_of(*column.type);
+    if (measure) {
+        if (open == std::string_view::npos || !text.ends_with(')')) {
+            throw FatalError(shown(text) + " has no " + std::string(measure->name) + ", as in " +
+                             std::string(measure->example));
+        }
+        column.length = parse_number(*column.type, *measure, text.substr(open + 1, text.size() - open - 2));
     } else if (open != std::string_view::npos) {
         throw FatalError(std::string(column.type->name) + " takes no length");
     }
@@ -63,10 +86,6 @@ void set_type(Column &column, std::string_view text)
 void set_format(Column &column, const std::optional<Word> &word)
 {
     const Rules &rules = column.type->rules;
-    if (rules.takes != Takes::Format) {
-        if (word) throw FatalError("unexpected " + shown(word->text));
-        return;
-    }
     if (!word || !word->in_quotes) throw FatalError(std::string(column.type->name) + " needs a format in quotes");
     try {
         column.write_format = std::make_unique<PreparedFormat>(word->text);
@@ -80,6 +99,21 @@ void set_format(Column &column, const std::optional<Word> &word)
     }
 }
 
+// What stands behind the type: a format for dates and times, "Trim" or nothing for text, nothing for numbers.
+void set_options(Column &column, std::string_view line)
+{
+    const Takes takes = column.type->rules.takes;
+    std::optional<Word> word = next_word(line);
+    if (takes == Takes::Format) {
+        set_format(column, word);
+        word = next_word(line);
+    } else if (takes == Takes::Length && word && !word->in_quotes && word->text == "Trim") {
+        column.trim = true;
+        word = next_word(line);
+    }
+    if (word) throw FatalError("unexpected " + shown(word->text));
+}
+
 std::optional<Column> parse_line(std::string_view line)
 {
     const std::optional<Word> name = next_word(line);
@@ -88,8 +122,7 @@ std::optional<Column> parse_line(std::string_view line)
     if (!type) throw FatalError("column " + shown(name->text) + " has no type");
     Column column{.name = std::string(name->text)};
     set_type(column, type->text);
-    set_format(column, next_word(line));
-    if (const std::optional<Word> rest = next_word(line)) throw FatalError("unexpected " + shown(rest->text));
+    set_options(column, line);
     return column;
 }
 

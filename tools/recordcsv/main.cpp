@@ -232,13 +232,13 @@ ExitStatus run_program(int argc, char **argv)
     CLI::App app("Converts files of records with a fixed layout to CSV and back.", "recordcsv");
     app.require_subcommand(1);
     app.footer("A layout file has a line for each column: its name, its type and, for dates and times, a format in quotes.\n"
-               "'#' begins a comment. Types: " +
+               "Trim behind a type of text removes the blanks around it. '#' begins a comment.\nTypes: " +
                type_names() + ".\n" +
                "Exit status: 0 all rows converted; 1 rows have failed; 2 layout, arguments or files cannot be used.");
     Arguments arguments;
     const auto add_direction = [&](const char *name, const char *description) {
         CLI::App *direction = app.add_subcommand(name, description);
-        direction->add_option("LAYOUT", arguments.layout, "Layout file: name, type and format of each column")->required();
+        direction->add_option("LAYOUT", arguments.layout, "Layout file: name, type and options of each column")->required();
         direction->add_option("IN", arguments.in, "Input file; - is standard input (default)");
         direction->add_option("OUT", arguments.out, "Output file; - is standard output (default)");
         direction->add_option("--rejects", arguments.rejects, "Set rows that fail aside in this file and convert the rest");

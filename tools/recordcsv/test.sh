@@ -53,14 +53,31 @@ ts='ZEMTTS "%YYYY-%MM-%DD %HH24:%MI:%SS.%FFFFFF"'
 date='ZEMTDate "on %DD %MONTH %YYYY."'
 time='ZEMTTime "%HH24:%MI:%SS"'
 
-# Fields that are taken, and how they come back: type, field, expected field
-while IFS='|' read -r type field expected; do
+digits39=123456789012345678901234567890123456789
+digits40=${digits39}0
+zeros=$(printf '%0130d' 0)
+
+# holds FILE HEX: the file's bytes; zeros at its end need not be named.
+holds() {
+    local bytes
+    bytes=$(od -A n -t x1 -v "$1" | tr -d ' \n')
+    [[ $bytes =~ ^$2(00)*$ ]] || fail "$1 holds $bytes, not $2"
+}
+
+# field_is FILE FIELD: the file's one field, blanks and all, but without quotes.
+field_is() {
+    [[ $(tail -n +2 "$1" | tr -d '"') == "$2" ]] || fail "the field is $(tail -n +2 "$1")"
+}
+
+# Fields that are taken, and how they come back: type, field, expected field and, where it matters, expected slot
+while IFS='|' read -r type field expected slot; do
     name="$type takes '$field'"
     printf 'v %s\n' "$type" > one.layout
     printf 'v\n"%s"\n' "$field" > one.csv
     run 0 from-csv one.layout one.csv one.bin
+    [[ -z $slot ]] || holds one.bin "$slot"
     run 0 to-csv one.layout one.bin back.csv
-    [[ $(tail -n +2 back.csv | tr -d '"') == "$expected" ]] || fail "came back as: $(tail -n +2 back.csv)"
+    field_is back.csv "$expected"
 done << TABLE
 TinyInt|-128|-128
 TinyInt|0|0
@@ -68,7 +85,56 @@ TinyInt||0
 SmallInt|0032767|32767
 Int|-0|0
 Int|-2147483648|-2147483648
+Int|0.0|0
+Int|-0.00|0
 LongLong|9223372036854775807|9223372036854775807
+TinyUInt|255|255|ff
+TinyUInt||0
+SmallUInt|65535|65535|ffff
+SmallUInt|00|0
+UInt|4294967295|4294967295|ffffffff
+UInt|0e0|0
+ULONGLONG|18446744073709551615|18446744073709551615|ffffffffffffffff
+ULONGLONG|0.00|0
+Dbl|12.3|1.2300000000000001E+01|9a99999999992840
+Dbl|1.23e1|1.2300000000000001E+01|9a99999999992840
+Dbl|-00.5|-5.0000000000000000E-01|000000000000e0bf
+Dbl|-.5E+0|-5.0000000000000000E-01|000000000000e0bf
+Dbl|0.1|1.0000000000000001E-01|9a9999999999b93f
+Dbl|5e-324|4.9406564584124654E-324|01
+Dbl|1.7976931348623157E+308|1.7976931348623157E+308|ffffffffffffef7f
+Dbl|0e7|0|00
+Dbl||0|00
+Dbl|-0.0|-0|0000000000000080
+Flt|0.1|1.0000000E-01|cdcccc3d
+Flt|1000.0001|1.0000001E+03|02007a44
+Flt|1000.00006|1.00000006E+03|01007a44
+Flt|3.4028235e38|3.4028235E+38|ffff7f7f
+Flt|1e-45|1.4012985E-45|01
+Flt||0|00
+Flt|-0|-0|00000080
+DecKest(5)|12345|12345|12345c
+DecKest(5)|007|7|00007c
+DecKest(5)||0|00000c
+DecKest(5)|0.0|0|00000c
+DecKest(4)|1234|1234|01234c
+DecKest(4)|91234|91234|91234c
+DecKest(0)|7|7|7c
+DecKest(0)||0|0c
+DecKest(31)|${digits39:0:31}|${digits39:0:31}|${digits39:0:31}c
+DecKest(38)|$digits39|$digits39|${digits39}c
+DecKest(300)|9$zeros$zeros$digits40|9$zeros$zeros$digits40
+OraVarnum|||00
+OraVarnum|0|0|0180
+OraVarnum|0.00|0|0180
+OraVarnum|1.5|1.50|03c10233
+OraVarnum|01.50|1.50|03c10233
+OraVarnum|0.05|.05|02c006
+OraVarnum|5.|5|02c106
+OraVarnum|100|100|02c202
+OraVarnum|${digits40/7/.7}|${digits40/7/.7}
+OraVarnum|1${zeros:5}|1${zeros:5}|02ff0b
+OraVarnum|.${zeros:1}1|.${zeros:1}1|028002
 Char(6)|abc  |abc
 Char(3)||
 Char(3)|äb|äb
@@ -81,6 +147,14 @@ WVarchar(1)|😀|😀
 WVarchar(2)||
 WVarcharSz(3)|é ü|é ü
 WVarcharSz(3)||
+Char(4) Trim|  a b  |a b|61206220
+Char(2) Trim|     ||2020
+Varchar(3) Trim|  a b|a b|0300612062
+VarcharSz(2) Trim| ä  |ä|c3a4
+WChar(2) Trim| 日 |日|e565000020000000
+WVarchar(1) Trim|   日|日|0400e5650000
+WVarcharSz(1) Trim| 日  |日|e5650000
+WVarcharSz(1) Trim||
 $ts||
 $ts|2024-02-29 23:59:59.999999|2024-02-29 23:59:59.999999
 $ts|2024-02-29|2024-02-29 00:00:00.000000
@@ -107,6 +181,48 @@ TinyInt|128|"128" would be stored as "-128"
 SmallInt|-32769|"-32769" would be stored as "32767"
 Int|4294967296|"4294967296" would be stored as "0"
 LongLong|9223372036854775808|"9223372036854775808" would be stored as "-9223372036854775808"
+Int|0.5|status -1
+Int|0x0|status -1
+TinyUInt|256|"256" would be stored as "0"
+TinyUInt|-1|status -1
+SmallUInt|65537|"65537" would be stored as "1"
+UInt|4294967296|"4294967296" would be stored as "0"
+ULONGLONG|18446744073709551616|"18446744073709551616" would be stored as "0"
+Dbl|12abc|"12abc" would be stored as "1.2000000000000000E+01"
+Dbl|0x10|"0x10" would be stored as "1.6000000000000000E+01"
+Dbl| 1|" 1" would be stored as "1.0000000000000000E+00"
+Dbl|1,5|"1,5" would be stored as "1.0000000000000000E+00"
+Dbl|1e|"1e" would be stored as "1.0000000000000000E+00"
+Dbl|5\0|"5?" would be stored as "5.0000000000000000E+00"
+Dbl|inf|status -1
+Dbl|nan|status -1
+Dbl|.|status -1
+Dbl|-|status -1
+Dbl|0x0|status -1
+Dbl|0abc|status -1
+Dbl|1e309|status -1
+Dbl|-1e-400|status -1
+Flt|12 |"12 " would be stored as "1.2000000E+01"
+Flt|1e39|status -1
+Flt|1e-46|status -1
+DecKest(3)|1234|status -1
+DecKest(2)|1234|status -1
+DecKest(5)|-12|status -1
+DecKest(5)|1.5|status -1
+DecKest(5)|1 2|"1 2" would be stored as "102"
+DecKest(5)|12a|"12a" would be stored as "121"
+DecKest(5)|1ı|"1ı" would be stored as "11"
+OraVarnum|-1|status -1
+OraVarnum|1e5|status -1
+OraVarnum|1.2.3|status -1
+OraVarnum|.|"." would be stored as "0"
+OraVarnum|7\0|"7?" would be stored as "7"
+OraVarnum|${digits40}1|would be stored as "1234567890
+OraVarnum|.0${digits40}1|would be stored as ".0123456789
+OraVarnum|1${zeros:4}|status -1
+OraVarnum|.${zeros}1|would be stored as "0"
+Varchar(2) Trim|  abc |status 28, no room for the text
+WVarchar(1) Trim| 日本|"日本" would be stored as "日"
 Char(3)|abcd|status 28, no room for the text
 Varchar(3)|😀|status 28, no room for the text
 VarcharSz(3)|abcd|status 28, no room for the text
@@ -134,6 +250,37 @@ $time||status 30, empty
 $time|12:30:15pm|"12:30:15pm" would be stored as "12:30:15"
 TABLE
 
+# Slots that say the same as others, and how they come back: type, slot in printf's notation, field, expected slot
+while IFS='|' read -r type slot field expected; do
+    name="$type slot '$slot'"
+    printf 'v %s\n' "$type" > one.layout
+    printf '%b' "$slot" > one.bin
+    run 0 to-csv one.layout one.bin one.csv
+    field_is one.csv "$field"
+    run 0 from-csv one.layout one.csv back.bin
+    holds back.bin "$expected"
+done << 'TABLE'
+DecKest(3)|\x12\x3F|123|123c
+DecKest(2)|\x00\x0F|0|000c
+OraVarnum|\x02\xC1\x02\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\xFF|1|02c102
+Char(4) Trim|  a |a|61202020
+Char(4) Trim|    ||20202020
+Varchar(4) Trim|\x04\0 ab |ab|02006162
+Varchar(4) Trim|\x03\0    ||00
+VarcharSz(4) Trim|  a \0|a|61
+WVarchar(2) Trim|\x08\0 \0\0\0\xE4\0\0\0|ä|0400e4
+WVarcharSz(2) Trim|\xE4\0\0\0 \0\0\0\0\0\0\0|ä|e4
+TABLE
+
+name="decimal numbers of 1 to 40 digits"
+printf 'v OraVarnum\n' > digits.layout
+{ echo v && for length in {1..40}; do echo "${digits40:0:length}"; done; } > digits.csv
+run 0 from-csv digits.layout digits.csv digits.bin
+run 0 to-csv digits.layout digits.bin back.csv
+same back.csv digits.csv
+
+rest='\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0' # 19 bytes
+
 # Slots that are refused: type, slot in printf's notation, message
 while IFS='|' read -r type slot message; do
     name="$type refuses slot '$slot'"
@@ -143,7 +290,7 @@ while IFS='|' read -r type slot message; do
     says "row 1, column v: $message"
     same rejects.bin one.bin
     [[ $(< one.csv) == v ]] || fail "a row was written: $(< one.csv)"
-done << 'TABLE'
+done << TABLE
 Varchar(2)|\xFF\xFFab|length prefix -1 outside 0..2
 Varchar(2)|\x03\x00ab|length prefix 3 outside 0..2
 Varchar(2)|\xFF\x7Fab|length prefix 32767 outside 0..2
@@ -160,6 +307,25 @@ ZEMTTS "%YY-%MM-%DD %HH24:%MI:%SS.%FFFFFF"|\xE8\x07\x03\0\x05\0\x0D\0\x07\0\x09\
 ZEMTTS "%YYYY-%MM-%DD %HH:%MI:%SS.%FFFFFF %PM"|\xE8\x07\x03\0\x05\0\x0D\0\x07\0\x09\0\x7B\0\0\0\0\0\0\0\0\0\0\0|not all of the value can be written as text, only "2024-03-05 01:07:09.000123"
 ZEMTTS "%YYYY-%MM-%DD"|\xE8\x07\x03\0\x05\0\x0D\0\x07\0\x09\0\x7B\0\0\0\0\0\0\0\0\0\0\0|not all of the value can be written as text, only "2024-03-05"
 ZEMTDate "%D.%M.%YYYY"|\xE8\x07\x03\0\x05\0\0\0\0\0\0\0\0\0\0\0|"5.3.2024" cannot be read back: status -1
+Varchar(9) Trim|\x04\0 a\0 \0\0\0\0\0|not all of the value can be written as text, only "a"
+Dbl|\0\0\0\0\0\0\xF0\x7F|status -1
+Dbl|\0\0\0\0\0\0\xF8\xFF|status -1
+Flt|\0\0\x80\xFF|status -1
+Flt|\xFF\xFF\xFF\x7F|status -1
+DecKest(3)|\x12\x3D|not all of the value can be written as text, only "123"
+DecKest(3)|\0\0|not all of the value can be written as text, only "0"
+DecKest(3)|\x1A\x3C|status -1
+DecKest(4)|\xA1\x23\x4C|status -1
+DecKest(0)|\x7E|not all of the value can be written as text, only "7"
+OraVarnum|\x03\x3E\x64$rest|status -1
+OraVarnum|\0\0\x01$rest|status -1
+OraVarnum|\x01\x81\0$rest|status -1
+OraVarnum|\x02\xC1\x65$rest|status -1
+OraVarnum|\x16\xC1\x02$rest|status -1
+OraVarnum|\xFF\xC1\x02$rest|status -1
+OraVarnum|\x03\xC1\x02$rest|status -1
+OraVarnum|\x02\xC1\x01$rest|not all of the value can be written as text, only "0"
+OraVarnum|\x03\xC1\x02\x01${rest:2}|not all of the value can be written as text, only "1.00"
 TABLE
 
 name="rows around failing ones"
@@ -208,6 +374,17 @@ v Char(5x)|Char takes a length
 v Char(99999999999)|Char takes a length
 v Int(4)|Int takes no length
 v Int "%YYYY"|unexpected "%YYYY"
+v UInt(4)|UInt takes no length
+v DecKest|"DecKest" has no precision, as in DecKest(15)
+v DecKest(|"DecKest(" has no precision
+v DecKest(-1)|DecKest takes a precision of 0..1048576
+v DecKest()|DecKest takes a precision of 0..1048576
+v Int Trim|unexpected "Trim"
+v DecKest(3) Trim|unexpected "Trim"
+v Char(5) trim|unexpected "trim"
+v Char(5) "Trim"|unexpected "Trim"
+v Char(5) Trim Trim|unexpected "Trim"
+v ZEMTDate "%YYYY" Trim|unexpected "Trim"
 n Int|a second column "n"
 v ZEMTDate|ZEMTDate needs a format in quotes
 v ZEMTDate "%YYYY|a closing quote is missing
@@ -233,7 +410,7 @@ run 2 to-csv rows.layout rows.bin rows.bin && says "rows.bin: named twice"
 run 2 to-csv rows.layout rows.bin - --rejects - && says "-: named twice"
 run 2 sideways rows.layout
 run 2 from-csv rows.layout /dev/null && says "no header row"
-run 2 from-csv "$sample/cities.layout" rows.csv && says "header row: 2 names for 14 columns"
+run 2 from-csv "$sample/cities.layout" rows.csv && says "header row: 2 names for 23 columns"
 run 2 from-csv one.layout <(printf 'w\n') && says 'header row: "w" where the layout has "v"'
 { printf 'n,d\n"' && head -c 17000000 /dev/zero; } > long.csv
 run 2 from-csv rows.layout long.csv /dev/null && says "a row is too long"
@@ -279,10 +456,21 @@ done << TABLE
 2|SmallInt
 4|Int
 8|LongLong
+1|TinyUInt
+2|SmallUInt
+4|UInt
+8|ULONGLONG
+8|Dbl
+4|Flt
+2|DecKest(2)
+3|DecKest(5)
+22|OraVarnum
+5|Varchar(3) Trim
+10|WVarchar(2) Trim
 24|$ts
 16|$date
 16|$time
-370|all
+429|all
 TABLE
 
 ((failures == 0)) && echo "recordcsv: all tests passed"

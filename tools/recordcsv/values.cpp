@@ -2,10 +2,13 @@
 
 #include <algorithm>
 
+#include "decimals.h"
+
 namespace recordcsv {
 namespace {
 
 constexpr int32_t utf8_longest = 6;
+constexpr std::byte sign_bit{0x80};  // in the last byte of a floating-point number
 
 struct StatusText {
     int32_t status;
@@ -28,12 +31,12 @@ constexpr StatusText status_texts[] = {
     {ZEMT_RC_END_OF_FORMAT, "the format has ended"},
 };
 
-// Room for the text of any value of the column: the longest number has 170 characters, and a format's keywords grow to 16
-// characters each at most.
+// Characters for the text of any value of the column, terminator included. A Dbl takes 25 and a VARNUM 170, a packed field of B
+// bytes takes 2B, which is two more than its precision at most, and a format's keywords grow to 16 characters each at most.
 int32_t text_room(const Column &column)
 {
     const int32_t format_length = column.write_format ? column.write_format->prepared.formatLength : 0;
-    return std::max({256, column.length, 16 * format_length});
+    return std::max({256, column.length + 2, 16 * format_length + 1});
 }
 
 ZEMTCnvParms parameters(const Column &column, const PreparedFormat *format)
@@ -52,12 +55,6 @@ bool all_zero(std::span<const std::byte> bytes)
 bool is_empty(const Column &column, std::span<const std::byte> value)
 {
     return column.type->rules.empty == Empty::Unset ? all_zero(value) : value.empty();
-}
-
-std::span<const std::byte> meaning_of(const Column &column, std::span<const std::byte> slot)
-{
-    const std::span<const std::byte> value = value_in(column, slot);
-    return value.first(std::min(value.size(), column.type->rules.meaningful));
 }
 
 bool is_control(char character)
@@ -121,9 +118,12 @@ std::string_view Converter::read(const Column &column, std::span<const std::byte
     int32_t source_length = type.storage.frame == Frame::Padded ? static_cast<int32_t>(value.size()) : 0;
     wide_.buffer.resize(std::max(wide_.buffer.size(), static_cast<std::size_t>(room) + 1));
     require_success(type.to_text(slot.data(), &source_length, wide_.buffer.data(), room * 4, &wide_.length, &parms));
+    if (column.trim) TrimSpacesW(wide_.buffer.data(), &wide_.length, 1, 1);
     wide_.buffer[static_cast<std::size_t>(wide_.length)] = L'\0';
-    if (wide_.length == 0 && type.rules.empty == Empty::Zero) return "0";
     encode(wide_, field_);
+    if (type.rules.zero == Zero::None) return field_;
+    // The library writes the zero of some types as the empty text.
+    if (field_.empty() || is_zero(field_)) return field_.starts_with('-') ? "-0" : "0";
     return field_;
 }
 
@@ -134,6 +134,13 @@ void Converter::write(const Column &column, std::string_view field, std::span<st
     if (field.empty()) {
         if (type.rules.empty == Empty::Refused) throw ValueFailure(describe_status(ZEMT_RC_EMPTY_SOURCE));
         return;
+    }
+    if (type.rules.zero != Zero::None && is_zero(field)) {
+        if (type.rules.zero == Zero::Cleared) {
+            if (field.starts_with('-')) slot.back() = sign_bit;
+            return;
+        }
+        field = "0";
     }
     with_leading_text_.assign(type.rules.leading_text).append(field);
     decode(with_leading_text_, wide_);
@@ -155,15 +162,26 @@ std::string_view Converter::to_csv(const Column &column, std::span<const std::by
     } catch (const ValueFailure &failure) {
         throw ValueFailure(shown(field) + " cannot be read back: " + failure.what());
     }
-    if (!std::ranges::equal(meaning_of(column, slot), meaning_of(column, slot_))) {
+    if (!column.type->rules.same_slot(column, value_in(column, slot), value_in(column, slot_))) {
         throw ValueFailure("not all of the value can be written as text, only " + shown(field));
     }
     return field;
 }
 
+std::string_view Converter::without_blanks_around(std::string_view field)
+{
+    trimmed_ = field;
+    int32_t length = static_cast<int32_t>(field.size());
+    TrimSpaces(trimmed_.data(), &length, 1, 1);
+    return std::string_view(trimmed_).substr(0, static_cast<std::size_t>(length));
+}
+
 void Converter::from_csv(const Column &column, std::string_view field, std::span<std::byte> slot)
 {
+    if (column.trim) field = without_blanks_around(field);
+    if (field.empty() && column.type->rules.empty == Empty::Zero) field = "0";
     write(column, field, slot);
+    if (field.empty()) return;
     const std::string_view read_back = read(column, slot);
     if (!column.type->rules.same_value(column, field, read_back)) {
         throw ValueFailure(shown(field) + " would be stored as " + shown(read_back));

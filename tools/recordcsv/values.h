@@ -19,7 +19,7 @@ std::string shown(std::string_view text);
 
 // Converts values and keeps the buffers from one to the next. Both directions throw ValueFailure; both convert each value
 // back and compare, because the library passes over much that a user would want to know of: a malformed tail, a character 0,
-// a number out of range, text that does not fit a wide slot.
+// a number out of range, a sign, text that does not fit a wide slot.
 class Converter
 {
 public:
@@ -31,9 +31,11 @@ public:
 private:
     std::string_view read(const Column &column, std::span<const std::byte> slot);
     void write(const Column &column, std::string_view field, std::span<std::byte> slot);
+    std::string_view without_blanks_around(std::string_view field);
 
     WideText wide_;
     std::string field_;
+    std::string trimmed_;
     std::string with_leading_text_;
     std::vector<std::byte> slot_;
 };
