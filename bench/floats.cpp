@@ -43,13 +43,13 @@ std::vector<Value> make_random_values()
     return values;
 }
 
-// Prices: up to 7 digits before the point, 2 behind it.
-std::vector<Value> make_short_values()
+// Prices: up to so many digits before the point, and 2 behind it.
+std::vector<Value> make_prices(unsigned digits)
 {
     std::mt19937_64 random(1);
     std::vector<Value> values;
-    while (values.size() < 32768) {
-        const double limit = std::pow(10, 1 + random() % 7);
+    while (values.size() < 65536) {
+        const double limit = std::pow(10, 1 + random() % digits);
         values.push_back(make_value(static_cast<double>(random() % 1000000000) / 1e9 * limit + 0.01, "%.2f"));
     }
     return values;
@@ -101,5 +101,6 @@ void enter_values(const std::string &name, const std::vector<Value> &values)
 void contest::enter_floats()
 {
     enter_values("double, 17 digits", make_random_values());
-    enter_values("double, short decimals", make_short_values());
+    enter_values("double, prices of up to 7 characters", make_prices(4));
+    enter_values("double, prices of up to 10 characters", make_prices(7));
 }

@@ -1,4 +1,7 @@
 // Packed decimal fields to and from text of digits.
+#include <algorithm>
+#include <bit>
+
 #include "text/calling_form.h"
 #include "text/digits.h"
 #include "text/layouts.h"
@@ -8,6 +11,7 @@ namespace {
 
 // Nibbles in registers stand as in the field: the first in the highest bits.
 constexpr uint64_t sign = 0xC;
+constexpr uint64_t sign_bits = 0xF;
 constexpr int64_t short_field = 16;  // bytes that two registers hold
 
 constexpr int64_t field_size(int32_t precision)
@@ -15,19 +19,20 @@ constexpr int64_t field_size(int32_t precision)
     return (int64_t{precision} + 2) / 2;
 }
 
-struct Nibbles {
-    uint64_t high, low;
-};
-
 // ---- To text ----------------------------------------------------------------------------------------------------------------
 
-// The digits of a short field at the right end of two registers.
-inline Nibbles load_digits(const char *field, int64_t size)
+// The last size (1..8) bytes of a field at the right end of a register. Their parts may overlap.
+inline uint64_t load_last(const char *end, int64_t size)
 {
-    if (size <= 8) return {0, __builtin_bswap64(load_up_to_8(field, static_cast<int>(size))) >> (64 - 8 * size) >> 4};
-    const uint64_t low = __builtin_bswap64(load<uint64_t>(field + size - 8));
-    const uint64_t high = __builtin_bswap64(load<uint64_t>(field)) >> 4 * (16 - size) >> 4 * (16 - size);
-    return {high >> 4, high << 60 | low >> 4};
+    const char *const at = end - size;
+    if (size == 8) return __builtin_bswap64(load<uint64_t>(at));
+    if (size >= 4) {
+        const uint64_t upper = __builtin_bswap32(load<uint32_t>(at));
+        return upper << 8 * (size - 4) | __builtin_bswap32(load<uint32_t>(end - 4));
+    }
+    if (size == 1) return static_cast<uint8_t>(at[0]);
+    const uint64_t upper = __builtin_bswap16(load<uint16_t>(at));
+    return upper << 8 * (size - 2) | __builtin_bswap16(load<uint16_t>(end - 2));
 }
 
 constexpr bool has_stranger(uint64_t nibbles)
@@ -35,59 +40,30 @@ constexpr bool has_stranger(uint64_t nibbles)
     return (nibbles & 0x8888888888888888 & (nibbles << 1 | nibbles << 2)) != 0;
 }
 
-// Nibbles without their leading zeros at the left end of the register, and how many they are.
-struct Significant {
-    uint64_t nibbles;
-    int count;
-};
-
-inline Significant without_leading_zeros(uint64_t nibbles)
-{
-    const int zeros = std::countl_zero(nibbles) / 4;
-    return {nibbles << (4 * zeros & 63), 16 - zeros};
-}
-
-template <typename Unit>
-inline void write_eight(char *dst, uint64_t nibbles)
-{
-    write_digits<Unit>(dst, split_nibbles(static_cast<uint32_t>(nibbles >> 32)));
-}
-
-// Writes the first count (2, 4 ... 16) nibbles of a register.
 template <typename Unit>
 inline void write_nibbles(char *dst, uint64_t nibbles, int64_t count)
 {
-    const uint64_t first = split_nibbles(static_cast<uint32_t>(nibbles >> 32));
-    switch (count) {
-    case 2: return write_digits<Unit, 2>(dst, first);
-    case 4: return write_digits<Unit, 4>(dst, first);
-    case 6: return write_digits<Unit, 6>(dst, first);
-    default: write_digits<Unit>(dst, first); write_eight<Unit>(unit_place<Unit>(dst, count - 8), nibbles << 4 * (count - 8));
-    }
+    widen_first<Unit>(dst, split_nibbles(__builtin_bswap64(nibbles)) + '0', count);
 }
 
-// Writes the digits of a short field without leading zeros; returns how many they are, or -1 where one is above 9. The room of
-// 2 * size positions is overwritten.
+// Writes the digits of a short field without leading zeros; returns how many they are, or -1 where one is above 9. Overwrites
+// 2 * size positions.
 template <typename Unit>
 inline int32_t unpack_short(char *dst, const char *field, int64_t size)
 {
-    const Nibbles digits = load_digits(field, size);
-    if (has_stranger(digits.high) || has_stranger(digits.low)) return -1;
-    if (size <= 8) {
-        const Significant significant = without_leading_zeros(digits.low);
-        write_nibbles<Unit>(dst, significant.nibbles, 2 * size);
-        return significant.count;
+    const uint64_t low = load_last(field + size, std::min(size, int64_t{8}));
+    const uint64_t high = size > 8 ? load_last(field + size - 8, size - 8) : 0;
+    const uint64_t digits = low & ~sign_bits;
+    if (has_stranger(digits) || has_stranger(high)) return -1;
+    if (high == 0) {
+        const int zeros = std::countl_zero(low | sign) / 4;  // the sign is never one of them
+        write_nibbles<Unit>(dst, digits << 4 * zeros, std::min(2 * size, int64_t{16}));
+        return 15 - zeros;
     }
-    const bool one = digits.high == 0;
-    const Significant first = without_leading_zeros(one ? digits.low : digits.high);
-    const uint64_t behind = one ? 0 : digits.low;
-    const int free = 4 * (16 - first.count) & 63;
-    const uint64_t left = first.nibbles | behind >> 1 >> (63 - free);
-    write_nibbles<Unit>(dst, left, 16);
-    const uint64_t right = behind << free;
-    const int64_t rest = 2 * size - 16;
-    write_nibbles<Unit>(unit_place<Unit>(dst, 16), right, rest);
-    return first.count + (one ? 0 : 16);
+    const int zeros = std::countl_zero(high) / 4;
+    write_nibbles<Unit>(dst, high << 4 * zeros | digits >> 1 >> (63 - 4 * zeros), 16);
+    write_nibbles<Unit>(unit_place<Unit>(dst, 16), digits << 4 * zeros, 2 * size - 16);
+    return 31 - zeros;
 }
 
 template <typename Unit>
@@ -174,6 +150,15 @@ inline bool pack_short(char *field, int64_t size, const char *text, int64_t *len
 }
 
 template <typename Unit>
+ZEMT_BYTE_MASKS inline bool pack_by_masks(char *field, int64_t size, const char *text, int64_t *length)
+{
+    *length = terminated_length<Unit>(text);
+    if (*length >= 2 * size) return false;
+    pack_nibbles<Unit>(field, size, text, *length, sign);
+    return true;
+}
+
+template <typename Unit>
 [[gnu::noinline]] inline bool pack_long(char *field, int64_t size, const char *text, int64_t *length)
 {
     int64_t left = 0;
@@ -190,14 +175,19 @@ template <typename Unit>
 }
 
 template <typename Unit>
+inline bool pack(char *field, int64_t size, const char *text, int64_t *length)
+{
+    if (size > 8 && 2 * size <= most_masked && has_byte_masks()) return pack_by_masks<Unit>(field, size, text, length);
+    return size <= short_field ? pack_short<Unit>(field, size, text, length) : pack_long<Unit>(field, size, text, length);
+}
+
+template <typename Unit>
 inline int32_t text_to_packed(const void *src, int32_t *srcLen, void *dst, int32_t *outLen, const ZEMTCnvParms *parms)
 {
     if (parms->precision < 0) return ZEMT_RC_ERROR;
     const int64_t size = field_size(parms->precision);
     int64_t length;
-    const bool packed = size <= short_field ? pack_short<Unit>(bytes(dst), size, bytes(src), &length)
-                                            : pack_long<Unit>(bytes(dst), size, bytes(src), &length);
-    if (!packed) return ZEMT_RC_ERROR;
+    if (!pack<Unit>(bytes(dst), size, bytes(src), &length)) return ZEMT_RC_ERROR;
     *outLen = static_cast<int32_t>(size);
     report_source_length(srcLen, length * int64_t{sizeof(Unit)});
     return ZEMT_RC_OK;

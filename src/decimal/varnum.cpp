@@ -1,5 +1,7 @@
 // Oracle VARNUM to and from plain decimal text.
 #include <algorithm>
+#include <array>
+#include <bit>
 
 #include "text/calling_form.h"
 #include "text/digits.h"
@@ -62,6 +64,64 @@ inline bool are_digits(const uint8_t *stored, int count)
     return all;
 }
 
+// Writes the text of digits as they are stored, without terminator, and returns its end; null where one is no digit.
+template <typename Unit>
+[[gnu::noinline]] inline char *write_any(char *dst, const uint8_t *digits, int count, int exponent)
+{
+    return are_digits(digits, count) ? write_decimal<Unit>(dst, digits, count, exponent) : nullptr;
+}
+
+// 24 bytes: a number's digits and zeros behind them.
+struct Digits {
+    Lanes first, second;
+};
+
+inline Digits load_digits(const uint8_t *stored, int count)
+{
+    const char *const at = bytes(static_cast<const void *>(stored));
+    if (count < 8) return {lanes(load_up_to_8(at, count), 0), Lanes{}};
+    const auto word = [=](int index) { return word_at(index, count, [at](int start) { return load<uint64_t>(at + start); }); };
+    return {lanes(word(0), word(8)), lanes(word(16), 0)};
+}
+
+// The same for a number whose point stands in or next to its digits, without a branch on any of that: the digits move down by
+// one place where the first is 0, and up by one from the point on. Overwrites 48 positions.
+template <typename Unit>
+inline char *write_usual(char *dst, const uint8_t *stored, int count, int exponent)
+{
+    const Digits digits = load_digits(stored, count);
+    const auto strangers = [](Lanes part) {
+        const auto value = std::bit_cast<Bytes16>(part);
+        return mask_zero(value) | mask_from(value, 101);
+    };
+    if (((strangers(digits.first) | strangers(digits.second) << 16) & ((1u << count) - 1)) != 0) return nullptr;
+
+    const Lanes first = subtract_to_zero(digits.first, 1);
+    const Lanes second = subtract_to_zero(digits.second, 1);
+    const int dropped = exponent >= 0 && stored[0] <= 10 ? 1 : 0;
+    const int integers = 2 * (exponent + 1) - dropped;
+    const bool has_point = exponent + 1 < count;
+
+    const Lanes is_dropped = all_lanes(static_cast<uint8_t>(-dropped));
+    const auto drop = [=](Lanes value, Lanes next) { return choose(is_dropped, move_down(value, next), value); };
+    const Lanes a = split_pairs(low_half(first)) + '0';
+    const Lanes b = split_pairs(high_half(first)) + '0';
+    const Lanes c = split_pairs(low_half(second)) + '0';
+    const Lanes x = drop(a, b);
+    const Lanes y = drop(b, c);
+    const Lanes z = drop(c, c);
+
+    const Lanes point = all_lanes(static_cast<uint8_t>(has_point ? integers : 64));
+    const auto insert = [=](int start, Lanes previous, Lanes value) {
+        const Lanes place = places(start);
+        return choose(place < point, value, choose(place == point, all_lanes('.'), move_up(previous, value)));
+    };
+    widen16<Unit>(dst, std::bit_cast<Bytes16>(insert(0, x, x)));
+    widen16<Unit>(unit_place<Unit>(dst, 16), std::bit_cast<Bytes16>(insert(16, x, y)));
+    widen16<Unit>(unit_place<Unit>(dst, 32), std::bit_cast<Bytes16>(insert(32, y, z)));
+    return unit_place<Unit>(dst, has_point ? 2 * count - dropped + 1 : integers);
+}
+
 template <typename Unit>
 inline int32_t varnum_to_text(const void *src, int32_t *srcLen, void *dst, int32_t *outLen)
 {
@@ -71,17 +131,18 @@ inline int32_t varnum_to_text(const void *src, int32_t *srcLen, void *dst, int32
     *outLen = 0;
     *srcLen = length + 1;
     if (length < 1 || length > longest_value) return ZEMT_RC_ERROR;
-    const int digit_count = length - 1;
+    const int count = length - 1;
     const int exponent = varnum[1] - positive_bias;
-    if (exponent < least_exponent || !are_digits(varnum + 2, digit_count)) return ZEMT_RC_ERROR;
+    if (exponent < least_exponent) return ZEMT_RC_ERROR;
     char *end;
-    if (digit_count > 0) {
-        end = write_decimal<Unit>(text, varnum + 2, digit_count, exponent);
-    } else if (exponent == least_exponent) {
-        end = write_zeros<Unit>(text, 1);
+    if (count > 1 && exponent >= -1 && exponent < most_digits) {
+        end = write_usual<Unit>(text, varnum + 2, count, exponent);
+    } else if (count > 0) {
+        end = write_any<Unit>(text, varnum + 2, count, exponent);
     } else {
-        return ZEMT_RC_ERROR;
+        end = exponent == least_exponent ? write_zeros<Unit>(text, 1) : nullptr;
     }
+    if (end == nullptr) return ZEMT_RC_ERROR;
     write_unit<Unit>(end, 0, 0);
     *outLen = static_cast<int32_t>((end - text) / static_cast<int>(sizeof(Unit)));
     return ZEMT_RC_OK;
@@ -152,6 +213,38 @@ inline int pair_digits(uint8_t *pairs, const char *text, int64_t integers, int64
     return static_cast<int>(end - pairs);
 }
 
+// Any text: writes a VARNUM and returns its size; 0 where the text is no number or one that does not fit.
+template <typename Unit>
+[[gnu::noinline]] inline int read_any(uint8_t *dst, const char *text, int64_t length)
+{
+    const int64_t integers = count_digits<Unit>(text);
+    int64_t fractions = 0;
+    if (integers < length) {
+        if (unit_at<Unit>(text, integers) != '.') return 0;
+        fractions = count_digits<Unit>(unit_place<Unit>(text, integers + 1));
+        if (integers + 1 + fractions != length) return 0;
+    }
+    if (integers + fractions > longest_number) return 0;
+    uint8_t pairs[longest_pairs];
+    const int count = pair_digits<Unit>(pairs, text, integers, fractions);
+    return write_varnum(dst, pairs, count, static_cast<int>((integers + 1) / 2) - 1, false);
+}
+
+// The same for a text of up to most_masked characters, without a branch on where its point is.
+template <typename Unit>
+ZEMT_BYTE_MASKS inline int read_usual(uint8_t *dst, const char *text, int64_t length)
+{
+    const PairedDigits pairs = pair_by_masks<Unit>(text, length);
+    if (!pairs.valid) return 0;
+    if (pairs.nonzero == 0) return write_zero(dst);
+    const int leading = std::countr_zero(pairs.nonzero);
+    const int count = std::min(32 - std::countl_zero(pairs.nonzero) - leading, most_digits);
+    const auto exponent = static_cast<uint32_t>(positive_bias + pairs.exponent - leading);
+    const int size = 2 + count;
+    store_digits(dst, static_cast<uint32_t>(size - 1) | exponent << 8, pairs.digits, leading, size);
+    return size;
+}
+
 template <typename Unit>
 inline int32_t text_to_varnum(const void *src, int32_t *srcLen, void *dst, int32_t *outLen)
 {
@@ -161,22 +254,13 @@ inline int32_t text_to_varnum(const void *src, int32_t *srcLen, void *dst, int32
         *outLen = write_zero(varnum);
         return ZEMT_RC_OK;
     }
-    const int64_t integers = count_digits<Unit>(text);
-    int64_t length = integers;
-    int64_t fractions = 0;
-    if (unit_at<Unit>(text, integers) == '.') {
-        fractions = count_digits<Unit>(unit_place<Unit>(text, integers + 1));
-        length += 1 + fractions;
-    }
-    const bool ended = unit_at<Unit>(text, length) == 0;
-    if (!ended) length += terminated_length<Unit>(unit_place<Unit>(text, length));
+    const int64_t length = terminated_length<Unit>(text);
     *srcLen = static_cast<int16_t>(length);
-    if (!ended || integers + fractions > longest_number) return ZEMT_RC_ERROR;
-
-    uint8_t pairs[longest_pairs];
-    const int count = pair_digits<Unit>(pairs, text, integers, fractions);
-    const int exponent = static_cast<int>((integers + 1) / 2) - 1;
-    const int size = write_varnum(varnum, pairs, count, exponent, false);
+    int size = 0;
+    if (length <= most_masked && has_byte_masks())
+        size = read_usual<Unit>(varnum, text, length);
+    else
+        size = read_any<Unit>(varnum, text, length);
     if (size == 0) return ZEMT_RC_ERROR;
     *outLen = size;
     return ZEMT_RC_OK;

@@ -53,19 +53,17 @@ inline Decimal round_to_digits(uint64_t mantissa, int exponent)
     const Scaled scaled = scale(mantissa << zeros, exponent - zeros, n - tenth);
     const auto upper = static_cast<uint64_t>(scaled.top >> 64);
     const int cut = -scaled.exponent - 64;  // of the upper half
-    uint64_t digits = upper >> cut;
-    uint64_t rest = upper - (digits << cut);
+    const uint64_t all_digits = upper >> cut;
+    const uint64_t fewer_digits = all_digits / 10;
+    const bool one_more = all_digits >= tens[n + 1];
+    uint64_t rest = upper - (all_digits << cut);
     uint64_t half = uint64_t{1} << (cut - 1);
-    if (digits >= tens[n + 1]) {
-        rest += digits % 10 << cut;
-        half *= 10;
-        digits /= 10;
-        ++tenth;
-    }
-    const Rest compared =
-        compare_with_half(scaled, Bits128{rest} << 64 | static_cast<uint64_t>(scaled.top), Bits128{half} << 64);
-    if (compared == Rest::Unknown) return {0, 0};
-    digits += compared == Rest::More || (compared == Rest::Half && digits % 2 != 0);
+    rest += one_more ? (all_digits - fewer_digits * 10) << cut : 0;
+    half *= one_more ? 10 : 1;
+    tenth += one_more;
+    uint64_t digits = one_more ? fewer_digits : all_digits;
+    const Bits128 whole_rest = Bits128{rest} << 64 | static_cast<uint64_t>(scaled.top);
+    if (!round_to_nearest(digits, scaled, whole_rest, Bits128{half} << 64)) return {0, 0};
     return digits < tens[n + 1] ? Decimal{digits, tenth} : Decimal{tens[n], tenth + 1};
 }
 
@@ -90,16 +88,13 @@ inline char *write_mantissa(char *dst, uint64_t digits)
 
 inline char *write_exponent(char *dst, int exponent)
 {
-    auto magnitude = static_cast<uint32_t>(exponent < 0 ? -exponent : exponent);
+    const auto magnitude = static_cast<uint32_t>(exponent < 0 ? -exponent : exponent);
+    const uint32_t hundreds = magnitude / 100;
     write_unit<Wide>(dst, 0, 'E');
     write_unit<Wide>(dst, 1, exponent < 0 ? '-' : '+');
-    dst = unit_place<Wide>(dst, 2);
-    if (magnitude >= 100) {
-        write_unit<Wide>(dst, 0, '0' + magnitude / 100);
-        magnitude %= 100;
-        dst = unit_place<Wide>(dst, 1);
-    }
-    write_pair<Wide>(dst, magnitude);
+    write_unit<Wide>(dst, 2, '0' + hundreds);
+    dst = unit_place<Wide>(dst, hundreds != 0 ? 3 : 2);  // two digits take the place of three
+    write_pair<Wide>(dst, magnitude - hundreds * 100);
     return unit_place<Wide>(dst, 2);
 }
 
@@ -179,41 +174,46 @@ struct Scanned {
 
 constexpr Scanned not_plain{0, 0, false};
 
-// Reads the exponent at text, if there is one.
-inline bool scan_exponent(const char *text, int64_t &exponent)
+constexpr bool is_exponent_sign(uint32_t character)
 {
-    if ((unit_at<Wide>(text, 0) | 0x20) != 'e') return true;
-    const uint32_t sign = unit_at<Wide>(text, 1);
-    const Number number = read_number<Wide>(unit_place<Wide>(text, sign == '-' || sign == '+' ? 2 : 1));
-    constexpr int64_t most_digits = 9;
-    if (number.length == 0 || number.length > most_digits) return false;
-    exponent += sign == '-' ? -static_cast<int64_t>(number.value) : static_cast<int64_t>(number.value);
-    return true;
+    return (character | 0x20) == 'e';
 }
 
-inline Scanned scan_number(const char *text)
+// Reads the exponent behind the letter at text.
+inline Scanned scan_exponent(const char *text, Scanned scanned)
 {
-    const Number integer = read_number<Wide>(text);
-    uint64_t digits = integer.value;
-    int64_t count = integer.length;
+    constexpr int64_t most_digits = 9;
+    const uint32_t sign = unit_at<Wide>(text, 1);
+    const bool negative = sign == '-';
+    const Number number = read_number<Wide>(unit_place<Wide>(text, 1 + (negative | (sign == '+'))));
+    if (number.length == 0 || number.length > most_digits) return not_plain;
+    const auto exponent = static_cast<int64_t>(number.value);
+    scanned.exponent += (exponent ^ -int64_t{negative}) + negative;
+    return scanned;
+}
+
+// The separator is asked for by the caller, before there is anything that a call would push out of registers.
+inline Scanned scan_number(const char *text, uint32_t separator)
+{
     const int64_t most_digits = unit_at<Wide>(text, 0) == '0' ? 20 : 19;  // that 64 bits hold
-    int64_t exponent = 0;
-    text = unit_place<Wide>(text, integer.length);
-    const uint32_t next = unit_at<Wide>(text, 0);
-    if (next != 0 && (next | 0x20) != 'e') {
-        const uint32_t separator = decimal_separator();
-        if (separator == 0 || (next | 0x20) == 'x') return not_plain;
-        if (next == separator) {
-            const Number fraction = read_number<Wide>(unit_place<Wide>(text, 1));
-            count += fraction.length;
-            if (fraction.length > 19 || count > most_digits) return not_plain;
-            digits = digits * tens[static_cast<size_t>(fraction.length)] + fraction.value;
-            exponent = -fraction.length;
-            text = unit_place<Wide>(text, 1 + fraction.length);
-        }
+    const Number integer = read_number<Wide>(text);
+    const char *const behind = unit_place<Wide>(text, integer.length);
+    const uint32_t next = unit_at<Wide>(behind, 0);
+    if (next == separator && separator != 0) {
+        const Number fraction = read_number<Wide>(unit_place<Wide>(behind, 1));
+        const int64_t count = integer.length + fraction.length;
+        if (count == 0 || fraction.length > 19 || count > most_digits) return not_plain;
+        const uint64_t digits = integer.value * tens[static_cast<size_t>(fraction.length)] + fraction.value;
+        const Scanned scanned{digits, -fraction.length, true};
+        const char *const end = unit_place<Wide>(behind, 1 + fraction.length);
+        return is_exponent_sign(unit_at<Wide>(end, 0)) ? scan_exponent(end, scanned) : scanned;
     }
-    if (count == 0 || count > most_digits || !scan_exponent(text, exponent)) return not_plain;
-    return {digits, exponent, true};
+    if (integer.length == 0 || integer.length > most_digits) return not_plain;
+    const Scanned scanned{integer.value, 0, true};
+    if (next == 0) return scanned;
+    if (is_exponent_sign(next)) return scan_exponent(behind, scanned);
+    // Behind "0x" is more of the number, and perhaps behind a separator that is not ASCII.
+    return separator == 0 || (next | 0x20) == 'x' ? not_plain : scanned;
 }
 
 // Both factors are exact, so that the processor rounds once.
@@ -240,9 +240,8 @@ inline double nearest_double(uint64_t digits, int64_t exponent)
     cut = std::max(cut, least_exponent - scaled.exponent);  // a subnormal has fewer bits
     if (cut > 126) return Limits::quiet_NaN();
     auto mantissa = static_cast<uint64_t>(scaled.top >> cut);
-    const Rest compared = compare_with_half(scaled, scaled.top - (Bits128{mantissa} << cut), Bits128{1} << (cut - 1));
-    if (compared == Rest::Unknown) return Limits::quiet_NaN();
-    mantissa += compared == Rest::More || (compared == Rest::Half && mantissa % 2 != 0);
+    if (!round_to_nearest(mantissa, scaled, scaled.top - (Bits128{mantissa} << cut), Bits128{1} << (cut - 1)))
+        return Limits::quiet_NaN();
 
     // The hidden bit adds 1 to the stored exponent, as does a mantissa that was rounded up to the next power of two.
     const auto stored_exponent = static_cast<uint64_t>(scaled.exponent + cut - least_exponent);
@@ -250,17 +249,18 @@ inline double nearest_double(uint64_t digits, int64_t exponent)
     return bits < std::bit_cast<uint64_t>(Limits::infinity()) ? std::bit_cast<double>(bits) : Limits::infinity();
 }
 
-inline double read_number_text(const char *text)
+[[gnu::always_inline]] inline double read_number_text(const char *text)
 {
+    const uint32_t separator = decimal_separator();
     const char *at = text;
     while (unit_at<Wide>(at, 0) == ' ') at = unit_place<Wide>(at, 1);
     const uint32_t sign = unit_at<Wide>(at, 0);
-    if (sign == '-' || sign == '+') at = unit_place<Wide>(at, 1);
-    const Scanned scanned = scan_number(at);
+    const bool negative = sign == '-';
+    const Scanned scanned = scan_number(unit_place<Wide>(at, negative | (sign == '+')), separator);
     if (!scanned.plain) return read_any(text);
     const double magnitude = nearest_double(scanned.digits, scanned.exponent);
     if (std::isnan(magnitude)) return read_any(text);
-    return sign == '-' ? -magnitude : magnitude;
+    return std::bit_cast<double>(std::bit_cast<uint64_t>(magnitude) | uint64_t{negative} << 63);
 }
 
 template <typename Float>

@@ -5,9 +5,9 @@
 #include <bit>
 #include <cstdint>
 
-namespace zemt {
+#include "text/digits.h"
 
-__extension__ using Bits128 = unsigned __int128;
+namespace zemt {
 
 // floor(log2(10^power)) and floor(log10(2^power)), for the powers in reach of a double.
 constexpr int floor_log2_of_ten(int power)
@@ -107,16 +107,18 @@ inline Scaled scale(uint64_t number, int exponent, int power)
             static_cast<uint64_t>(low) == 0};
 }
 
-// How rest, the end of a scaled number, compares with half of what it is a rest of.
-enum class Rest { Less, Half, More, Unknown };
-
-inline Rest compare_with_half(const Scaled &scaled, Bits128 rest, Bits128 half)
+// Rounds number, behind which rest has been cut off a scaled number, to nearest, ties to even; half is what half of number's
+// last place is in rest. False where that takes more bits than there are. Which way it goes is no branch: processors guess it
+// wrong every other time.
+inline bool round_to_nearest(uint64_t &number, const Scaled &scaled, Bits128 rest, Bits128 half)
 {
-    if (rest > half) return Rest::More;
-    if (rest + 2 <= half) return Rest::Less;
-    if (!scaled.power_is_exact) return Rest::Unknown;
-    if (rest < half) return Rest::Less;
-    return scaled.product_ends ? Rest::Half : Rest::More;
+    bool up = rest > half;
+    if (half - rest < 2) {
+        if (!scaled.power_is_exact) return false;
+        up = rest == half && (!scaled.product_ends || number % 2 != 0);
+    }
+    number += up;
+    return true;
 }
 
 }  // namespace zemt

@@ -11,6 +11,8 @@
 
 namespace zemt {
 
+__extension__ using Bits128 = unsigned __int128;
+
 template <typename Unit>
 inline void write_unit(char *dst, int64_t index, uint32_t character)
 {
@@ -48,18 +50,7 @@ constexpr uint64_t split_digits(uint32_t number)
 
 static_assert(split_digits(12345678) == 0x0807060504030201);
 
-// 0x12345678 -> 1, 2, 3, 4, 5, 6, 7, 8
-constexpr uint64_t split_nibbles(uint32_t nibbles)
-{
-    uint64_t split = __builtin_bswap32(nibbles);
-    split = (split | split << 16) & 0x0000FFFF0000FFFF;
-    split = (split | split << 8) & 0x00FF00FF00FF00FF;
-    return (split >> 4 & 0x000F000F000F000F) | (split & 0x000F000F000F000F) << 8;
-}
-
-static_assert(split_nibbles(0x12345678) == 0x0807060504030201);
-
-// Writes the first count of them.
+// Writes the first count (3, 5 or 8) of them.
 template <typename Unit, int count = 8>
 inline void write_digits(char *dst, uint64_t digits)
 {

@@ -4,6 +4,8 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -17,6 +19,14 @@
 #endif
 
 namespace zemt {
+
+#if ZEMT_SSE2
+using Bytes16 = __m128i;
+#else
+struct Bytes16 {
+    uint8_t at[16];
+};
+#endif
 
 // A plain character is one that UTF-8 and wide text have in common and that does not end a text: 1..0x7F.
 
@@ -33,6 +43,15 @@ inline uint64_t load_up_to_8(const char *at, int size)
     if (size == 0) return 0;
     const auto byte = [at](int index) { return uint64_t{static_cast<uint8_t>(at[index])} << (8 * index); };
     return byte(0) | byte(size / 2) | byte(size - 1);
+}
+
+// The 8 bytes at index of a text of size (8 and more) bytes, zeros where it has none; nothing behind it is read.
+template <typename Load>
+inline uint64_t word_at(int index, int size, Load load_eight)
+{
+    const int start = std::min(index, size - 8);
+    const int behind = std::min(index - start, 8);
+    return load_eight(start) >> 4 * behind >> 4 * behind;
 }
 
 // Writes the lowest size (1..8) bytes of a value.
@@ -59,12 +78,13 @@ struct Threes {
     uint64_t low, high;
 };
 
+// The longest text that is taken character by character under masks.
+constexpr int64_t most_masked = 48;
+
 // Text shorter than this many characters is not worth the question whether the processor has wider registers.
 constexpr int32_t long_text = 128;
 
 #if ZEMT_SSE2
-
-using Bytes16 = __m128i;
 
 inline Bytes16 load16(const char *at)
 {
@@ -348,11 +368,91 @@ inline bool has_wide_registers()
     return __builtin_cpu_supports("avx2");
 }
 
-#else
+// Code of a function with this mark may only run where bytes have masks: they are loaded, stored, dropped and spread one by one.
+#define ZEMT_BYTE_MASKS __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi2")))
 
-struct Bytes16 {
-    uint8_t at[16];
+inline bool has_byte_masks()
+{
+    return __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi2");
+}
+
+// The first count (up to 63) of 64 places.
+constexpr uint64_t first_of_64(int64_t count)
+{
+    return (uint64_t{1} << count) - 1;
+}
+
+enum class Kept { All, LowFourBits };
+
+// The first length (up to most_masked) units, or their low four bits, as bytes, zeros behind them; nothing behind them is read.
+// What is no byte becomes 0xFF.
+template <typename Unit, Kept kept>
+ZEMT_BYTE_MASKS inline __m512i load_units(const char *text, int64_t length)
+{
+    if constexpr (sizeof(Unit) == 1) {
+        const __m512i characters = _mm512_maskz_loadu_epi8(first_of_64(length), text);
+        return kept == Kept::All ? characters : _mm512_and_si512(characters, _mm512_set1_epi8(0x0F));
+    } else {
+        const __m512i kept_bits = _mm512_set1_epi32(kept == Kept::All ? -1 : 0x0F);
+        __m128i parts[3];
+        for (int i = 0; i < 3; ++i) {
+            const auto within = static_cast<__mmask16>(first_of_64(length) >> 16 * i);
+            const __m512i units = _mm512_maskz_loadu_epi32(within, text + ptrdiff_t{64} * i);
+            parts[i] = _mm512_maskz_cvtusepi32_epi8(0xFFFF, _mm512_and_si512(units, kept_bits));
+        }
+        const __m512i low = _mm512_inserti32x4(_mm512_zextsi128_si512(parts[0]), parts[1], 1);
+        return _mm512_inserti32x4(low, parts[2], 2);
+    }
+}
+
+// The low four bits of the characters of a text at the right end of a field of up to 24 bytes, with a sign behind them.
+template <typename Unit>
+ZEMT_BYTE_MASKS inline void pack_nibbles(char *field, int64_t size, const char *text, int64_t length, char sign)
+{
+    const int64_t last = 2 * size - 1;
+    const uint64_t places = first_of_64(length) << (last - length);
+    const __m512i digits = _mm512_maskz_expand_epi8(places, load_units<Unit, Kept::LowFourBits>(text, length));
+    const __m512i nibbles = _mm512_mask_set1_epi8(digits, uint64_t{1} << last, sign);
+    const __m512i pairs = _mm512_maddubs_epi16(nibbles, _mm512_set1_epi16(0x0110));
+    _mm256_mask_storeu_epi8(field, static_cast<__mmask32>(first_of_64(size)), _mm512_maskz_cvtepi16_epi8(~0u, pairs));
+}
+
+// Digits of a plain decimal number to the base 100.
+struct PairedDigits {
+    __m256i digits;    // aligned to the point: 123.4 is 1, 23, 40
+    uint32_t nonzero;  // a bit for each of them
+    int64_t exponent;  // of the first of them
+    bool valid;
 };
+
+// Pairs the digits of a number on either side of its point, without a branch on where that is.
+template <typename Unit>
+ZEMT_BYTE_MASKS inline PairedDigits pair_by_masks(const char *text, int64_t length)
+{
+    const __m512i characters = load_units<Unit, Kept::All>(text, length);
+    const __m512i values = _mm512_sub_epi8(characters, _mm512_set1_epi8('0'));
+    const uint64_t digits = _mm512_cmple_epu8_mask(values, _mm512_set1_epi8(9));
+    const uint64_t points = _mm512_cmpeq_epi8_mask(characters, _mm512_set1_epi8('.'));
+    const int integers = std::countr_zero(points | uint64_t{1} << length);
+    const bool valid = (digits | points) == first_of_64(length) && (points & (points - 1)) == 0;
+
+    // The point is dropped, and a zero goes in front of an odd number of digits.
+    const __m512i dense = _mm512_maskz_compress_epi8(digits, values);
+    const __m512i even = _mm512_maskz_expand_epi8(~uint64_t{0} << (integers & 1), dense);
+    const __m256i pairs = _mm512_maskz_cvtepi16_epi8(~0u, _mm512_maddubs_epi16(even, _mm512_set1_epi16(0x010A)));
+    return {pairs, _mm256_test_epi8_mask(pairs, pairs), (integers + 1) / 2 - 1, valid};
+}
+
+// Writes head and size - 2 digits from the first place on, each as digit + 1.
+ZEMT_BYTE_MASKS inline void store_digits(uint8_t *dst, uint32_t head, __m256i digits, int first, int size)
+{
+    const __m256i used = _mm256_maskz_compress_epi8(~uint32_t{0} << first, _mm256_add_epi8(digits, _mm256_set1_epi8(1)));
+    const __m256i spread =
+        _mm256_mask_expand_epi8(_mm256_castsi128_si256(_mm_cvtsi32_si128(static_cast<int>(head))), ~3u, used);
+    _mm256_mask_storeu_epi8(dst, static_cast<__mmask32>(first_of_64(size)), spread);
+}
+
+#else
 
 inline Bytes16 load16(const char *at)
 {
@@ -523,6 +623,35 @@ inline bool has_wide_registers()
     return false;
 }
 
+#define ZEMT_BYTE_MASKS
+
+inline bool has_byte_masks()
+{
+    return false;
+}
+
+struct PairedDigits {
+    int digits;
+    uint32_t nonzero;
+    int64_t exponent;
+    bool valid;
+};
+
+template <typename Unit>
+inline PairedDigits pair_by_masks(const char *, int64_t)
+{
+    return {};
+}
+
+inline void store_digits(uint8_t *, uint32_t, int, int, int)
+{
+}
+
+template <typename Unit>
+inline void pack_nibbles(char *, int64_t, const char *, int64_t, char)
+{
+}
+
 #endif
 
 inline Bytes16 load12(const char *at)
@@ -540,7 +669,138 @@ inline Bytes16 load_partial(const char *at, int size)
 template <typename Unit>
 inline void widen16(char *dst, Bytes16 value)
 {
-    widen_halves<Unit>(dst, dst + 8 * sizeof(Unit), value);
+    if constexpr (sizeof(Unit) == 1)
+        store16(dst, value);
+    else
+        widen_halves<Unit>(dst, dst + 8 * sizeof(Unit), value);
+}
+
+// ---- Arithmetic on 16 bytes, which the compilers know for every processor -----------------------------------------------------
+
+using Lanes = uint8_t __attribute__((vector_size(16)));
+using WideLanes = uint16_t __attribute__((vector_size(16)));
+
+inline Lanes lanes(uint64_t low, uint64_t high)
+{
+    return std::bit_cast<Lanes>(bytes16(low, high));
+}
+
+constexpr Lanes all_lanes(uint8_t byte)
+{
+    return Lanes{} + byte;
+}
+
+// The numbers from first on.
+constexpr Lanes places(int first)
+{
+    return Lanes{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15} + static_cast<uint8_t>(first);
+}
+
+// one where the comparison holds, else other
+template <typename Comparison>
+inline Lanes choose(Comparison holds, Lanes one, Lanes other)
+{
+    const auto mask = std::bit_cast<Lanes>(holds);
+    return (mask & one) | (~mask & other);
+}
+
+inline Lanes subtract_to_zero(Lanes value, uint8_t less)
+{
+    return choose(value > less, value - less, Lanes{});
+}
+
+// Digits of 8 numbers below 100: 12, 34 -> 1, 2, 3, 4
+inline Lanes split_pairs(WideLanes numbers)
+{
+    const WideLanes tens = numbers * 103 >> 10;
+    return std::bit_cast<Lanes>(tens | (numbers - tens * 10) << 8);
+}
+
+// 1, 2, 3, 4 -> 12, 34
+inline WideLanes join_pairs(Lanes digits)
+{
+    const auto pairs = std::bit_cast<WideLanes>(digits);
+    return (pairs & 0xFF) * 10 + (pairs >> 8);
+}
+
+inline WideLanes low_half(Lanes value)
+{
+    return std::bit_cast<WideLanes>(
+        __builtin_shufflevector(value, Lanes{}, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23));
+}
+
+inline WideLanes high_half(Lanes value)
+{
+    return std::bit_cast<WideLanes>(
+        __builtin_shufflevector(value, Lanes{}, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15, 31));
+}
+
+// The low bytes of 16 values, none of which is above 255.
+inline Lanes join_halves(WideLanes low, WideLanes high)
+{
+#if ZEMT_SSE2
+    return std::bit_cast<Lanes>(_mm_packus_epi16(std::bit_cast<__m128i>(low), std::bit_cast<__m128i>(high)));
+#else
+    return __builtin_shufflevector(std::bit_cast<Lanes>(low), std::bit_cast<Lanes>(high), 0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20,
+                                   22, 24, 26, 28, 30);
+#endif
+}
+
+// Each byte moved to the place before it; next follows.
+inline Lanes move_down(Lanes value, Lanes next)
+{
+#if ZEMT_SSE2
+    return std::bit_cast<Lanes>(
+        _mm_or_si128(_mm_srli_si128(std::bit_cast<__m128i>(value), 1), _mm_slli_si128(std::bit_cast<__m128i>(next), 15)));
+#else
+    return __builtin_shufflevector(value, next, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16);
+#endif
+}
+
+// Each byte moved to the place behind it; the last byte of previous comes first.
+inline Lanes move_up(Lanes previous, Lanes value)
+{
+#if ZEMT_SSE2
+    return std::bit_cast<Lanes>(
+        _mm_or_si128(_mm_slli_si128(std::bit_cast<__m128i>(value), 1), _mm_srli_si128(std::bit_cast<__m128i>(previous), 15)));
+#else
+    return __builtin_shufflevector(previous, value, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30);
+#endif
+}
+
+// 0x12, 0x34 -> 1, 2, 3, 4
+inline Lanes split_nibbles(uint64_t eight_bytes)
+{
+    const Lanes pairs = lanes(eight_bytes, 0);
+    return __builtin_shufflevector(pairs >> 4, pairs & 0x0F, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
+}
+
+// Writes the first count (2, 4 ... 16) bytes as units.
+template <typename Unit>
+inline void widen_first(char *dst, Lanes value, int64_t count)
+{
+    if constexpr (sizeof(Unit) == 1) {
+        const auto words = std::bit_cast<std::array<uint64_t, 2>>(value);
+        if (count <= 8) return store_up_to_8(dst, words[0], static_cast<int>(count));
+        store(dst, words[0]);
+        store_up_to_8(dst + 8, words[1], static_cast<int>(count - 8));
+    } else {
+        const auto widen = [](WideLanes half, bool upper) {
+            return upper ? __builtin_shufflevector(half, WideLanes{}, 4, 12, 5, 13, 6, 14, 7, 15)
+                         : __builtin_shufflevector(half, WideLanes{}, 0, 8, 1, 9, 2, 10, 3, 11);
+        };
+        const WideLanes low = low_half(value);
+        const WideLanes high = high_half(value);
+        for (const WideLanes units : {widen(low, false), widen(low, true), widen(high, false), widen(high, true)}) {
+            if (count < 4) {
+                if (count == 2) store(dst, std::bit_cast<std::array<uint64_t, 2>>(units)[0]);
+                return;
+            }
+            store(dst, units);
+            dst += 16;
+            count -= 4;
+        }
+    }
 }
 
 }  // namespace zemt
