@@ -43,14 +43,15 @@ std::vector<Value> make_random_values()
     return values;
 }
 
-// Prices: up to so many digits before the point, and 2 behind it.
-std::vector<Value> make_prices(unsigned digits)
+// 2 digits behind the point, and least to most before it, all counts alike.
+std::vector<Value> make_prices(unsigned least, unsigned most)
 {
     std::mt19937_64 random(1);
     std::vector<Value> values;
     while (values.size() < 65536) {
-        const double limit = std::pow(10, 1 + random() % digits);
-        values.push_back(make_value(static_cast<double>(random() % 1000000000) / 1e9 * limit + 0.01, "%.2f"));
+        const double unit = std::pow(10, least + random() % (most - least + 1) - 1);
+        const double fraction = static_cast<double>(random() % 1000000000) / 1e9;
+        values.push_back(make_value(unit * (1 + 8.9 * fraction), "%.2f"));
     }
     return values;
 }
@@ -101,6 +102,6 @@ void enter_values(const std::string &name, const std::vector<Value> &values)
 void contest::enter_floats()
 {
     enter_values("double, 17 digits", make_random_values());
-    enter_values("double, prices of up to 7 characters", make_prices(4));
-    enter_values("double, prices of up to 10 characters", make_prices(7));
+    enter_values("double, ddd.dd", make_prices(3, 3));
+    enter_values("double, d.dd to ddddddd.dd", make_prices(1, 7));
 }

@@ -310,8 +310,9 @@ ZEMT_API int32_t ZEMTCnvWVarcharSzToInt(const wchar_t *text, int32_t *result, in
 
 /*
  * IEEE 754 numbers Dbl (64 bits) and Flt (32 bits) to and from WVarcharSz text in scientific notation:
- * "-1.2300000000000000E-03" has 17 significant digits (Dbl), "-1.2300000E-03" has 8 (Flt). No function of this section
- * allocates, reads *srcLen or writes it.
+ * "-1.2300000000000000E-03" has 17 significant digits (Dbl), "-1.2300000E-03" has 8 (Flt). 17 digits read back as the same
+ * Dbl; for a few Flt it takes 9, as FloatToString(value, dst, 8) writes. No function of this section allocates, reads
+ * *srcLen or writes it.
  */
 
 /*
@@ -324,7 +325,7 @@ ZEMT_API int32_t ZEMTCnvWVarcharSzToInt(const wchar_t *text, int32_t *result, in
 ZEMT_API int32_t FloatToString(double value, wchar_t *dst, int16_t digits) ZEMT_NOEXCEPT ZEMT_NONNULL(2);
 
 /*
- * To text: as FloatToString with 16 digits behind the point for Dbl, which read back as the same number, and 7 for Flt.
+ * To text: as FloatToString with 16 digits behind the point for Dbl and 7 for Flt.
  * dstSize, as a plain number, must be above 30; the caller owes the room of the line below, all of which the function may
  * write. Returns 0 with the characters before the terminator in *outLen, or -1 with nothing written for a null src or dst, a
  * dstSize of 30 or less, an infinity or a NaN.
@@ -373,8 +374,8 @@ ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToDecKest ZEMT_NONNULL(1, 3, 5, 6);
  *
  *   byte 0    the bytes that follow, 1..21
  *   byte 1    193 + E, or 62 - E for a negative number; E, -65..62, is the exponent to the base 100 of the first digit
- *   byte 2    up to 20 digits to the base 100, the first and the last of them not 0: digit + 1, or 101 - digit in a negative
- *             number, which ends with a byte 102 if it has fewer than 20
+ *   byte 2    up to 20 digits to the base 100, the first and the last of them not 0 (the last may be where more have been
+ *             dropped): digit + 1, or 101 - digit in a negative number, which ends with a byte 102 if it has fewer than 20
  *
  * 01 80 is zero, 03 C1 02 33 is 1.5, 02 C2 02 is 100, 03 3E 64 66 is -1.
  *
@@ -387,10 +388,11 @@ ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToDecKest ZEMT_NONNULL(1, 3, 5, 6);
  * nothing written to dst: a negative number, a length byte of 0 or above 21, a single byte other than 0x80, a digit byte
  * outside 1..100. No more than the bytes that the length byte counts are read, and no more than 21.
  *
- * From text: *srcLen receives the characters of the text (also of wide text), *outLen the size of the VARNUM; dst has
- * 22 bytes. Digits behind the 20th to the base 100 are dropped, not rounded, and what lies below 100^-65 is zero; neither
- * is reported. A null or empty text, and a point alone, are zero. Returns 0, or -1 with dst and *outLen untouched: any other
- * character or a second point, more than 266 digits, an exponent above 62.
+ * From text: *srcLen receives the characters of the text (also of wide text; as a signed 16-bit number, which no number that
+ * is read exceeds), *outLen the size of the VARNUM; dst has 22 bytes, of which only those of the value are written. Digits
+ * behind the 20th to the base 100 are dropped, not rounded, and what lies below 100^-65 is zero; neither is reported. A null
+ * or empty text, and a point alone, are zero. Returns 0, or -1 with dst and *outLen untouched: any other character or a
+ * second point, more than 266 digits, an exponent above 62.
  */
 ZEMT_API ZEMTConversion ZEMTCnvOraVarnumToVarcharSz_Unsigned ZEMT_NONNULL(1, 2, 3, 5);
 ZEMT_API ZEMTConversion ZEMTCnvOraVarnumToWVarcharSz_Unsigned ZEMT_NONNULL(1, 2, 3, 5);

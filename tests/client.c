@@ -3,7 +3,8 @@
 
 #include "zemt.h"
 
-static ZEMTConversion *const table[] = {ZEMTCnvCharToVarcharSz, ZEMTCnvWVarcharSzToInt1, ZEMTCnvZEMTTSToChar};
+static ZEMTConversion *const table[] = {ZEMTCnvCharToVarcharSz, ZEMTCnvWVarcharSzToInt1, ZEMTCnvZEMTTSToChar,
+                                        ZEMTCnvWVarcharSzToDbl, ZEMTCnvDecKestToVarcharSz};
 
 #define REQUIRE(condition)                                                                                                     \
     do {                                                                                                                       \
@@ -26,5 +27,12 @@ int main(void)
     REQUIRE(table[0]("abc", &source_length, text, 7, &length, NULL) == ZEMT_RC_OK && length == 3 && text[3] == '\0');
     REQUIRE(table[1](L"-42", NULL, &number, 4, &length, NULL) == ZEMT_RC_OK && number == -42 && length == 4);
     REQUIRE(table[2](&number, NULL, text, 8, &length, NULL) == ZEMT_RC_ERROR);
+
+    double real = 0;
+    unsigned char varnum[22], pair[] = {1};
+    const ZEMTCnvParms five = {{0}, 5, 0, 0, 0, NULL};
+    REQUIRE(table[3](L"-2.5x", NULL, &real, 8, NULL, NULL) == ZEMT_RC_OK && real == -2.5);
+    REQUIRE(ConvertBCDToOraVarNum(varnum, pair, 1, 0, '-') == ZEMT_RC_OK && varnum[0] == 3 && varnum[2] == 100);
+    REQUIRE(table[4]("\x01\x23\x4C", NULL, text, 6, &length, &five) == ZEMT_RC_OK && length == 4 && text[3] == '4');
     return 0;
 }

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Tests the interface itself: interface.sh HEADER LIBRARY OBJECT... checks the header as C99 and C++20, the exported names, what
-# the library needs at run time, its identification strings, and that its own objects hold no writable data.
+# Tests the interface itself: interface.sh HEADER MAP LIBRARY OBJECT... checks the header as C99 and C++20, the exported names,
+# what the library needs at run time, its identification strings, and that its own objects hold no writable data.
 set -uo pipefail
 
-header=$1 library=$2
-shift 2
+header=$1 map=$2 library=$3
+shift 3
 failures=0
 
 check() {
@@ -33,9 +33,12 @@ compile c++11 c++ g++ clang++
 compile c++20 c++ g++ clang++
 
 declared=$(grep '^ZEMT_API' "$header" |
-    sed -E 's/^ZEMT_API (ZEMTConversion|int32_t) ([A-Za-z0-9_]+).*/\2/' | sort)
+    sed -E 's/^ZEMT_API (ZEMTConversion|int32_t|int16_t) ([A-Za-z0-9_]+).*/\2/' | sort)
 undecorated=$(nm -D --defined-only "$library" | awk '{ print $3 }' | grep -vE '^_?_?(asan|odr_asan|ubsan|start___|stop___)' | sort)
-check "the library exports the $(wc -l <<< "$declared") names of the header and nothing else" "$declared" "$undecorated"
+check "the header declares 92 names" "$(wc -l <<< "$declared")" 92
+check "the library exports the names of the header and nothing else" "$declared" "$undecorated"
+check "the map lists the names of the header" "$declared" \
+    "$(sed -n '/^global:/,/^local:/s/^ *\([A-Za-z0-9_]*\);$/\1/p' "$map" | sort)"
 
 if nm "$library" 2> /dev/null | grep -E '__(asan|tsan|ubsan)' > /dev/null; then
     echo "skipped: what a sanitizer adds to a library is not its own"

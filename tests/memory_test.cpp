@@ -55,7 +55,8 @@ void expect_blocks(int blocks, int32_t status, const std::function<int32_t(char 
 void expect_blocks(int blocks, int32_t status, const std::vector<ZEMTConversion *> &conversions, const std::string &source,
                    size_t length)
 {
-    static const Format format(L"%YYYY%MM%DD");
+    static Format format(L"%YYYY%MM%DD");
+    format.parms.precision = 255;
     for (ZEMTConversion *const &convert : conversions) {
         for (const size_t shift : {0u, 1u}) {
             SCOPED_TRACE("conversion " + std::to_string(&convert - conversions.data()) + " of " + std::to_string(length));
@@ -74,15 +75,24 @@ TEST(Memory, IsTakenByDatesAndTimesOnly)
     const List in_place = {ZEMTCnvZEMTDateToWVarcharSz, ZEMTCnvZEMTTSToWVarcharSz};
     const List delivered = {ZEMTCnvZEMTTSToWchar, ZEMTCnvZEMTTSToWVarchar, ZEMTCnvZEMTTSToChar, ZEMTCnvZEMTTSToVarchar,
                             ZEMTCnvZEMTTSToVarcharSz};
+    // clang-format off
     const List from_numbers = {ZEMTCnvTinyIntToWVarcharSz, ZEMTCnvSmallIntToWVarcharSz, ZEMTCnvIntToWVarcharSz1,
-                               ZEMTCnvLongLongToWVarcharSz, ZEMTCnvZEMTTimeToWVarcharSz};
+        ZEMTCnvLongLongToWVarcharSz, ZEMTCnvTinyUIntToWVarcharSz, ZEMTCnvSmallUIntToWVarcharSz, ZEMTCnvUIntToWVarcharSz,
+        ZEMTCnvULONGLONGToWVarcharSz, ZEMTCnvUIntToVarcharSz, ZEMTCnvULONGLONGToVarcharSz, ZEMTCnvDecKestToVarcharSz,
+        ZEMTCnvDecKestToWVarcharSz, ZEMTCnvDblToWVarcharSz, ZEMTCnvFltToWVarcharSz,
+        ZEMTCnvOraVarnumToVarcharSz_Unsigned, ZEMTCnvOraVarnumToWVarcharSz_Unsigned};
+    const List from_narrow_digits = {ZEMTCnvVarcharSzToDecKest, ZEMTCnvVarcharSz_UnsignedToOraVarnum};
+    const List from_wide_digits = {ZEMTCnvWVarcharSzToDecKest, ZEMTCnvWVarcharSz_UnsignedToOraVarnum, ZEMTCnvWVarcharSzToDbl,
+        ZEMTCnvWVarcharSzToFlt};
     const List from_narrow = {ZEMTCnvVarcharSzToVarcharSz, ZEMTCnvVarcharSzToWVarcharSz, ZEMTCnvVarcharSzToChar,
-                              ZEMTCnvVarcharSzToWChar,     ZEMTCnvVarcharSzToVarchar,    ZEMTCnvVarcharSzToWVarchar};
+        ZEMTCnvVarcharSzToWChar, ZEMTCnvVarcharSzToVarchar, ZEMTCnvVarcharSzToWVarchar, ZEMTCnvVarcharSzToUInt,
+        ZEMTCnvVarcharSzToULONGLONG};
     const List from_wide = {ZEMTCnvWVarcharSzToVarcharSz, ZEMTCnvWVarcharSzToWVarcharSz, ZEMTCnvWVarcharSzToWVarcharSzOut,
-                            ZEMTCnvWVarcharSzToChar,      ZEMTCnvWVarcharSzToWChar,      ZEMTCnvWVarcharSzToVarchar,
-                            ZEMTCnvWVarcharSzToWVarchar,  ZEMTCnvWVarcharSzToTinyInt,    ZEMTCnvWVarcharSzToSmallInt,
-                            ZEMTCnvWVarcharSzToInt1,      ZEMTCnvWVarcharSzToLongLong,   ZEMTCnvDateTimeWSzToZEMTTS,
-                            ZEMTCnvDateTimeWSzToZEMTDate, ZEMTCnvDateTimeWSzToZEMTTime};
+        ZEMTCnvWVarcharSzToChar, ZEMTCnvWVarcharSzToWChar, ZEMTCnvWVarcharSzToVarchar, ZEMTCnvWVarcharSzToWVarchar,
+        ZEMTCnvWVarcharSzToTinyInt, ZEMTCnvWVarcharSzToSmallInt, ZEMTCnvWVarcharSzToInt1, ZEMTCnvWVarcharSzToLongLong,
+        ZEMTCnvWVarcharSzToTinyUInt, ZEMTCnvWVarcharSzToSmallUInt, ZEMTCnvWVarcharSzToUInt, ZEMTCnvWVarcharSzToULONGLONG,
+        ZEMTCnvDateTimeWSzToZEMTTS, ZEMTCnvDateTimeWSzToZEMTDate, ZEMTCnvDateTimeWSzToZEMTTime};
+    // clang-format on
     const std::tuple<Layout, List, List> rows[] = {
         {Char, {ZEMTCnvCharToVarcharSz, ZEMTCnvCharToWVarcharSz}, {ZEMTCnvDateTimeCharToZEMTTS}},
         {Varchar, {ZEMTCnvVarcharToVarcharSz, ZEMTCnvVarcharToWVarcharSz}, {ZEMTCnvDateTimeVarcharToZEMTTS}},
@@ -105,7 +115,18 @@ TEST(Memory, IsTakenByDatesAndTimesOnly)
             expect_blocks((format_size > 63) + (size > 127), 0, parse);
         }
     }
-    expect_blocks(0, 0, from_numbers, image(at(0, 0, 0)), 0);
+    expect_blocks(0, 0, from_numbers, "\x03\x90" + std::string(126, '\x12'), 0);  // also a VARNUM and packed digits
+    for (const size_t size : {1u, 17u, 240u}) {
+        const std::string digits = "2." + std::string(size, '5');
+        expect_blocks(0, 0, from_narrow_digits, laid_out(VarcharSz, digits), 0);
+        expect_blocks(0, 0, from_wide_digits, laid_out(WVarcharSz, wide(std::wstring(digits.begin(), digits.end()))), 0);
+    }
+    for (const int digits : {0, 16, 800}) {
+        expect_blocks(0, 0, [&](char *dst, int32_t *) {
+            return FloatToString(0.1, reinterpret_cast<wchar_t *>(dst), static_cast<int16_t>(digits));
+        });
+    }
+    expect_blocks(0, 0, {ZEMTCnvZEMTTimeToWVarcharSz}, image(at(0, 0, 0)), 0);
     for (const int month : {3, 13}) {
         expect_blocks(0, month == 13 ? 56 : 0, in_place, image(at(2024, month, 5)), 0);
         expect_blocks(1, month == 13 ? 56 : 0, delivered, image(at(2024, month, 5)), 0);

@@ -31,6 +31,14 @@ inline std::string wide(std::wstring_view text)
     return {reinterpret_cast<const char *>(text.data()), text.size() * sizeof(wchar_t)};
 }
 
+// The text in characters of unit bytes; 8-bit characters lose their upper bits.
+inline std::string spelled(std::wstring_view text, size_t unit)
+{
+    std::string bytes;
+    for (const wchar_t character : text) bytes += image(character).substr(0, unit);
+    return bytes;
+}
+
 inline std::string unpatterned(std::string bytes)
 {
     return bytes.substr(0, bytes.find_last_not_of(pattern) + 1);
@@ -102,6 +110,19 @@ inline Outcome call(ZEMTConversion *convert, std::string_view source, std::optio
     got.status = convert(src, source_length ? &got.source_length : nullptr, dst, dst_size, &got.out_length, parms);
     got.value = destinations.found();
     return got;
+}
+
+// Calls with another state of the length cell and another address for every i. wanted holds what a cell of 0 becomes. What
+// stands behind a terminator is open, so long as it stands in the room.
+inline void expect_call(ZEMTConversion *convert, std::string_view source, size_t room, int32_t dst_size,
+                        const ZEMTCnvParms *parms, size_t i, Outcome wanted)
+{
+    const std::optional<int32_t> cells[] = {0, 7, std::nullopt}, cell = cells[i % 3];
+    if (cell != 0) wanted.source_length = cell.value_or(kept);
+    Outcome got = call(convert, source, cell, room, dst_size, parms, i / 3 % 2);
+    if (wanted.value.ends_with('\0')) got.value.resize(wanted.value.size(), pattern);
+    wanted.value = unpatterned(wanted.value);
+    EXPECT_EQ(got, wanted) << PrintToString(source);
 }
 
 // Without a source, a target or, where it is needed, a format, there is -1 and nothing changes.

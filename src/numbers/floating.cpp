@@ -158,11 +158,13 @@ inline int32_t format_float(const void *src, void *dst, int32_t dstSize, int32_t
     return value;
 }
 
-// The decimal separator of the thread's locale; 0 where it is not one ASCII character.
+constexpr uint32_t no_separator = UINT32_MAX;
+
+// The decimal separator of the thread's locale, if it is one ASCII character.
 inline uint32_t decimal_separator()
 {
     const char *const separator = nl_langinfo(RADIXCHAR);
-    return separator[0] > 0 && separator[1] == 0 ? static_cast<uint32_t>(separator[0]) : 0;
+    return separator[0] > 0 && separator[1] == 0 ? static_cast<uint32_t>(separator[0]) : no_separator;
 }
 
 // A number's digits * 10^exponent. Not plain: there are no digits, more than 64 bits hold, or something that wcstod knows more of.
@@ -185,9 +187,11 @@ inline Scanned scan_exponent(const char *text, Scanned scanned)
     constexpr int64_t most_digits = 9;
     const uint32_t sign = unit_at<Wide>(text, 1);
     const bool negative = sign == '-';
-    const Number number = read_number<Wide>(unit_place<Wide>(text, 1 + (negative | (sign == '+'))));
-    if (number.length == 0 || number.length > most_digits) return not_plain;
-    const auto exponent = static_cast<int64_t>(number.value);
+    const char *const digits = unit_place<Wide>(text, 1 + (negative | (sign == '+')));
+    const auto taken = take_digits<Wide, 0>(uint64_t{0}, digits);
+    const int64_t count = (taken.end - digits) / int{sizeof(Wide)};
+    if (count == 0 || count > most_digits) return not_plain;
+    const auto exponent = static_cast<int64_t>(taken.number);
     scanned.exponent += (exponent ^ -int64_t{negative}) + negative;
     return scanned;
 }
@@ -196,24 +200,22 @@ inline Scanned scan_exponent(const char *text, Scanned scanned)
 inline Scanned scan_number(const char *text, uint32_t separator)
 {
     const int64_t most_digits = unit_at<Wide>(text, 0) == '0' ? 20 : 19;  // that 64 bits hold
-    const Number integer = read_number<Wide>(text);
-    const char *const behind = unit_place<Wide>(text, integer.length);
-    const uint32_t next = unit_at<Wide>(behind, 0);
-    if (next == separator && separator != 0) {
-        const Number fraction = read_number<Wide>(unit_place<Wide>(behind, 1));
-        const int64_t count = integer.length + fraction.length;
-        if (count == 0 || fraction.length > 19 || count > most_digits) return not_plain;
-        const uint64_t digits = integer.value * tens[static_cast<size_t>(fraction.length)] + fraction.value;
-        const Scanned scanned{digits, -fraction.length, true};
-        const char *const end = unit_place<Wide>(behind, 1 + fraction.length);
-        return is_exponent_sign(unit_at<Wide>(end, 0)) ? scan_exponent(end, scanned) : scanned;
+    auto taken = take_digits<Wide, 0>(uint64_t{0}, text);
+    int64_t count = (taken.end - text) / int{sizeof(Wide)};
+    int64_t fractions = 0;
+    uint32_t next = unit_at<Wide>(taken.end, 0);
+    if (next == separator) {
+        const char *const fraction = unit_place<Wide>(taken.end, 1);
+        taken = take_digits<Wide, 0>(taken.number, fraction);
+        fractions = (taken.end - fraction) / int{sizeof(Wide)};
+        count += fractions;
+        next = unit_at<Wide>(taken.end, 0);
+    } else if (separator == no_separator || (next | 0x20) == 'x') {
+        return not_plain;
     }
-    if (integer.length == 0 || integer.length > most_digits) return not_plain;
-    const Scanned scanned{integer.value, 0, true};
-    if (next == 0) return scanned;
-    if (is_exponent_sign(next)) return scan_exponent(behind, scanned);
-    // Behind "0x" is more of the number, and perhaps behind a separator that is not ASCII.
-    return separator == 0 || (next | 0x20) == 'x' ? not_plain : scanned;
+    if (count == 0 || count > most_digits) return not_plain;
+    const Scanned scanned{taken.number, -fractions, true};
+    return is_exponent_sign(next) ? scan_exponent(taken.end, scanned) : scanned;
 }
 
 // Both factors are exact, so that the processor rounds once.

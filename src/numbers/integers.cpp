@@ -45,14 +45,15 @@ inline int32_t format_integer(const void *src, int32_t *srcLen, void *dst, int32
 template <typename Int, typename Unit>
 inline int32_t parse_integer(const void *src, int32_t *srcLen, void *dst, int32_t *outLen)
 {
+    using Sum = std::conditional_t<sizeof(Int) == 8, uint64_t, uint32_t>;
     const char *const text = bytes(src);
     const bool negative = std::is_signed_v<Int> && unit_at<Unit>(text, 0) == '-';
-    const Number number = read_number<Unit>(text + negative * sizeof(Unit));
-    const int64_t length = negative + number.length;
-    if (unit_at<Unit>(text, length) != 0) return ZEMT_RC_ERROR;
-    store(dst, static_cast<Int>(negative ? 0 - number.value : number.value));
+    constexpr int few = most_digits<Int> <= 5 ? most_digits<Int> : 0;
+    const auto [sum, end] = take_digits<Unit, few>(Sum{0}, unit_place<Unit>(text, negative));
+    if (unit_at<Unit>(end, 0) != 0) return ZEMT_RC_ERROR;
+    store(dst, static_cast<Int>(negative ? 0 - sum : sum));
     *outLen = sizeof(Int);
-    report_source_length(srcLen, length * static_cast<int64_t>(sizeof(Unit)));
+    report_source_length(srcLen, end - text);
     return ZEMT_RC_OK;
 }
 

@@ -95,27 +95,32 @@ inline int write_number(char *dst, uint64_t number)
     return count + 8;
 }
 
-struct Number {
-    uint64_t value;  // modulo 2^64
-    int64_t length;  // digits read
+// Digits taken into a number, modulo 2^N, and the place behind them.
+template <typename Sum>
+struct Taken {
+    Sum number;
+    const char *end;
 };
 
-// Reads digits up to the first other character. Groups of four keep the multiplications out of each other's way.
-template <typename Unit>
-inline Number read_number(const char *text)
+// The first few are taken without a branch on how many there are, which processors guess wrong; that pays where there are seldom
+// more.
+template <typename Unit, int few, typename Sum>
+inline Taken<Sum> take_digits(Sum number, const char *at)
 {
-    constexpr uint32_t powers[] = {1, 10, 100, 1000};
-    Number number{0, 0};
-    for (;;) {
-        uint32_t group = 0;
-        for (int i = 0; i < 4; ++i) {
-            const uint32_t digit = unit_at<Unit>(text, number.length + i) - '0';
-            if (digit > 9) return {number.value * powers[i] + group, number.length + i};
-            group = group * 10 + digit;
-        }
-        number.value = number.value * 10000 + group;
-        number.length += 4;
+    const auto digit_at = [](const char *place) { return unit_at<Unit>(place, 0) - '0'; };
+    uint32_t digit = digit_at(at);
+    for (int i = 0; i < few; ++i) {
+        const auto is_digit = static_cast<Sum>(Sum{0} - (digit <= 9));
+        number += (number * 9 + digit) & is_digit;
+        at += is_digit & sizeof(Unit);
+        digit = digit_at(at);
     }
+    while (digit <= 9) {
+        number = number * 10 + digit;
+        at = unit_place<Unit>(at, 1);
+        digit = digit_at(at);
+    }
+    return {number, at};
 }
 
 }  // namespace zemt
