@@ -1,6 +1,5 @@
 // Oracle VARNUM to and from plain decimal text.
 #include <algorithm>
-#include <array>
 #include <bit>
 
 #include "text/calling_form.h"

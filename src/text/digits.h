@@ -115,6 +115,7 @@ inline Taken<Sum> take_digits(Sum number, const char *at)
         at += is_digit & sizeof(Unit);
         digit = digit_at(at);
     }
+#pragma GCC unroll 4
     while (digit <= 9) {
         number = number * 10 + digit;
         at = unit_place<Unit>(at, 1);

@@ -1,6 +1,6 @@
-// Sixteen characters at a time: the few vector operations that the text code is made of. SSE2 is part of x86-64; registers
-// of 32 bytes are used where the processor has them and the text is long enough to pay for asking. On other processors, and
-// under ZEMT_PORTABLE, the same operations are plain loops.
+// Sixteen characters at a time: the few vector operations that text and decimals are made of. SSE2 is part of x86-64; registers
+// of 32 bytes are used where the processor has them and the text is long enough to pay for asking, masks for single bytes where
+// it has those. On other processors, and under ZEMT_PORTABLE, the same operations are plain loops.
 #pragma once
 
 #include <algorithm>
@@ -716,13 +716,7 @@ inline Lanes split_pairs(WideLanes numbers)
     return std::bit_cast<Lanes>(tens | (numbers - tens * 10) << 8);
 }
 
-// 1, 2, 3, 4 -> 12, 34
-inline WideLanes join_pairs(Lanes digits)
-{
-    const auto pairs = std::bit_cast<WideLanes>(digits);
-    return (pairs & 0xFF) * 10 + (pairs >> 8);
-}
-
+// Eight bytes as 16-bit values.
 inline WideLanes low_half(Lanes value)
 {
     return std::bit_cast<WideLanes>(
@@ -733,17 +727,6 @@ inline WideLanes high_half(Lanes value)
 {
     return std::bit_cast<WideLanes>(
         __builtin_shufflevector(value, Lanes{}, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15, 31));
-}
-
-// The low bytes of 16 values, none of which is above 255.
-inline Lanes join_halves(WideLanes low, WideLanes high)
-{
-#if ZEMT_SSE2
-    return std::bit_cast<Lanes>(_mm_packus_epi16(std::bit_cast<__m128i>(low), std::bit_cast<__m128i>(high)));
-#else
-    return __builtin_shufflevector(std::bit_cast<Lanes>(low), std::bit_cast<Lanes>(high), 0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20,
-                                   22, 24, 26, 28, 30);
-#endif
 }
 
 // Each byte moved to the place before it; next follows.
