@@ -97,14 +97,14 @@ typedef struct ZEMTCnvParms {
  *   src      the source value.
  *   srcLen   Char, WChar: the length of the source; required, read only. In text conversions it counts bytes.
  *            All other sources know their length, and srcLen may be null: where *srcLen is 0 on entry it receives the
- *            length of the source (each section says which and when), any other value stays.
+ *            length of the source (each section says which and when), any other value stays. Sections 8 and 10 differ.
  *   dst      the destination.
  *   dstSize  its room in bytes. It does not count the terminator: behind a VarcharSz stands one byte more, behind a
  *            WVarcharSz one wide character more. Wide text takes dstSize / 4 characters. Sections say where the 2-byte
  *            prefix is counted, and where dstSize is not consulted and how much room the caller owes instead.
- *   outLen   receives the length of the value produced; never null. VarcharSz: bytes before the terminator. WVarcharSz:
- *            characters before the terminator. Char, WChar: bytes. Varchar, WVarchar: bytes with the 2-byte prefix.
- *            Numbers and records: bytes.
+ *   outLen   receives the length of the value produced; never null, but for the readers of section 8, which leave it alone.
+ *            VarcharSz: bytes before the terminator. WVarcharSz: characters before the terminator. Char, WChar: bytes.
+ *            Varchar, WVarchar: bytes with the 2-byte prefix. Numbers and records: bytes.
  *   parms    the column's parameters; may be null where a section says so.
  *
  * Returns ZEMT_RC_OK or the status of the first failure. A call that fails leaves *outLen and *srcLen as they were unless
@@ -313,6 +313,9 @@ ZEMT_API int32_t ZEMTCnvWVarcharSzToInt(const wchar_t *text, int32_t *result, in
  * "-1.2300000000000000E-03" has 17 significant digits (Dbl), "-1.2300000E-03" has 8 (Flt). 17 digits read back as the same
  * Dbl; for a few Flt it takes 9, as FloatToString(value, dst, 8) writes. No function of this section allocates, reads
  * *srcLen or writes it.
+ *
+ * The two conversions to text give the same in every floating-point environment and raise no exception. The other functions
+ * expect the default one (rounding to nearest, subnormals kept, no traps) and may leave exception flags set.
  */
 
 /*
@@ -331,9 +334,9 @@ ZEMT_API int32_t FloatToString(double value, wchar_t *dst, int16_t digits) ZEMT_
  * dstSize of 30 or less, an infinity or a NaN.
  *
  * From text: as wcstod reads it (C99, 7.24.4.1.1), in the calling thread's numeric locale: white space, a sign, then a
- * decimal or hexadecimal number; whatever follows is ignored. dst receives the nearest number of the type; Flt is narrowed
- * from the nearest Dbl. Returns -1 with nothing written for a null src or dst, and where the result is zero (text without a
- * number, "0", underflow), infinite or not a number. *outLen is never written and may be null, like srcLen and parms.
+ * decimal or hexadecimal number; whatever follows is ignored. dst receives the nearest Dbl; a Flt is that Dbl, narrowed to
+ * the nearest Flt. Returns -1 with nothing written for a null src or dst, and where the result is zero (text without a number,
+ * "0", underflow), infinite or not a number. *outLen is never written and may be null, like srcLen and parms.
  */
 
 /*                        name                                     room at dst */

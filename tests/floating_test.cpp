@@ -1,6 +1,7 @@
 // Floating-point numbers against the C library's printer and reader, whose results are correctly rounded.
 #include <unistd.h>
 
+#include <cfenv>
 #include <cfloat>
 #include <clocale>
 #include <cmath>
@@ -189,6 +190,32 @@ TEST(Floating, ReadsTextAsTheCLibraryDoes)
         read_around(double{std::bit_cast<float>(static_cast<uint32_t>(bits % 0x7F800000))});
         read(std::to_wstring(bits / 1024 * 1024 + (1 << random() % 11)));
     }
+}
+
+// Threads may trap exceptions, round otherwise, and take subnormals for zero.
+TEST(Floating, WritesTheSameInEveryEnvironment)
+{
+    const float subnormal = std::bit_cast<float>(0xF00u), signalling = std::bit_cast<float>(0x7F800001u);
+    const double tiny = 4e-310, no_number = std::bit_cast<double>(0x7FF0000000000001u);
+    float narrowed;
+    wchar_t text[5][25];
+    int32_t length, status[5];
+    fenv_t environment;
+    fegetenv(&environment);
+    fesetround(FE_UPWARD);
+#ifdef __SSE2__
+    __builtin_ia32_ldmxcsr(__builtin_ia32_stmxcsr() | 0x8040);  // flush to zero, denormals are zeros
+#endif
+    feenableexcept(FE_ALL_EXCEPT);
+    status[0] = ZEMTCnvFltToWVarcharSz(&subnormal, nullptr, text[0], 31, &length, nullptr);
+    status[1] = ZEMTCnvDblToWVarcharSz(&tiny, nullptr, text[1], 31, &length, nullptr);
+    status[2] = ZEMTCnvFltToWVarcharSz(&signalling, nullptr, text[2], 31, &length, nullptr);
+    status[3] = ZEMTCnvDblToWVarcharSz(&no_number, nullptr, text[3], 31, &length, nullptr);
+    status[4] = ZEMTCnvWVarcharSzToFlt(L"1e39", nullptr, &narrowed, 0, nullptr, nullptr);
+    fesetenv(&environment);
+    EXPECT_EQ(std::vector(status, status + 5), (std::vector{0, 0, -1, -1, -1}));
+    EXPECT_STREQ(text[0], L"5.3809861E-42");
+    EXPECT_STREQ(text[1], L"3.9999999999999878E-310");
 }
 
 TEST(Floating, ReadsThePointOfTheThreadsLocaleAndWritesItsOwn)

@@ -105,15 +105,15 @@ inline int32_t packed_to_text(const void *src, int32_t *srcLen, void *dst, int32
 // ---- From text --------------------------------------------------------------------------------------------------------------
 
 // The low four bits of characters up to a terminator or as many as a register holds, at its right end.
-struct Taken {
+struct TakenNibbles {
     uint64_t nibbles;
     int count;
 };
 
 template <typename Unit>
-inline Taken take_nibbles(const char *text)
+inline TakenNibbles take_nibbles(const char *text)
 {
-    Taken taken{0, 0};
+    TakenNibbles taken{0, 0};
     while (taken.count < 16) {
         uint32_t group = 0;
         for (int i = 0; i < 4; ++i) {
@@ -135,8 +135,8 @@ inline void store_last(char *end, uint64_t nibbles, int64_t size)
 template <typename Unit>
 inline bool pack_short(char *field, int64_t size, const char *text, int64_t *length)
 {
-    const Taken first = take_nibbles<Unit>(text);
-    const Taken second = first.count < 16 ? Taken{0, 0} : take_nibbles<Unit>(unit_place<Unit>(text, 16));
+    const TakenNibbles first = take_nibbles<Unit>(text);
+    const TakenNibbles second = first.count < 16 ? TakenNibbles{0, 0} : take_nibbles<Unit>(unit_place<Unit>(text, 16));
     *length = first.count + second.count;
     if (*length >= 2 * size) return false;
     const int shift = 4 * second.count;

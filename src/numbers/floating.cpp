@@ -5,8 +5,10 @@
 #include <bit>
 #include <cerrno>
 #include <charconv>
-#include <cmath>
+#include <cstdlib>
+#include <cwchar>
 #include <limits>
+#include <type_traits>
 
 #include "powers.h"
 #include "text/calling_form.h"
@@ -16,11 +18,69 @@
 namespace zemt {
 namespace {
 
-constexpr int mantissa_bits = 53;      // with the topmost, which is not stored
+// Numbers are bits here, and rounded in integers: the caller may have set traps, or subnormals flushed to zero.
+
+constexpr int mantissa_bits = 53;      // of a double, with the topmost, which is not stored
 constexpr int least_exponent = -1074;  // of the lowest bit of a subnormal
 constexpr uint64_t hidden_bit = uint64_t{1} << (mantissa_bits - 1);
+constexpr uint64_t infinity = uint64_t{0x7FF} << (mantissa_bits - 1);
 constexpr int double_digits = 16;  // behind the point: 17 digits tell any two doubles apart
 constexpr int float_digits = 7;
+
+constexpr int float_mantissa_bits = 24;
+constexpr int float_least_exponent = -126;  // of the topmost bit of a number that is not subnormal
+constexpr int float_largest_exponent = 127;
+constexpr uint32_t float_infinity = 0x7F800000;
+constexpr int double_bias = 1023;
+constexpr int fewer_mantissa_bits = mantissa_bits - float_mantissa_bits;
+
+template <typename Float>
+using BitsOf = std::conditional_t<sizeof(Float) == 8, uint64_t, uint32_t>;
+
+constexpr bool is_finite(uint64_t bits)
+{
+    return (bits & infinity) != infinity;
+}
+
+constexpr uint64_t with_sign(uint64_t magnitude, bool negative)
+{
+    return magnitude | uint64_t{negative} << 63;
+}
+
+// A float as a double, which is exact.
+constexpr uint64_t widen(uint32_t bits)
+{
+    const uint32_t stored_exponent = bits >> (float_mantissa_bits - 1) & 0xFF;
+    uint32_t mantissa = bits & ((1u << (float_mantissa_bits - 1)) - 1);
+    if (stored_exponent == 0xFF) return infinity;
+    if (stored_exponent == 0 && mantissa == 0) return with_sign(0, bits >> 31 != 0);
+    int exponent = static_cast<int>(stored_exponent) - float_largest_exponent;
+    if (stored_exponent == 0) {
+        const int zeros = std::countl_zero(mantissa) - (32 - float_mantissa_bits);
+        mantissa = (mantissa << zeros) & ((1u << (float_mantissa_bits - 1)) - 1);
+        exponent = float_least_exponent - zeros;
+    }
+    const uint64_t upper = static_cast<uint64_t>(exponent + double_bias) << (mantissa_bits - 1);
+    return with_sign(upper | uint64_t{mantissa} << fewer_mantissa_bits, bits >> 31 != 0);
+}
+
+// The float nearest to a double; infinity for a NaN, too.
+constexpr uint32_t narrow(uint64_t bits)
+{
+    const uint32_t sign = static_cast<uint32_t>(bits >> 63) << 31;
+    const int exponent = static_cast<int>((bits & infinity) >> (mantissa_bits - 1)) - double_bias;
+    if (exponent > float_largest_exponent) return sign | float_infinity;
+    if (exponent < float_least_exponent - float_mantissa_bits) return sign;
+    const int cut = fewer_mantissa_bits + std::max(0, float_least_exponent - exponent);  // a subnormal has fewer bits
+    const uint64_t mantissa = (bits & (hidden_bit - 1)) | hidden_bit;
+    const uint64_t half = uint64_t{1} << (cut - 1);
+    const uint64_t rest = mantissa & (2 * half - 1);
+    uint64_t kept = mantissa >> cut;
+    kept += rest > half || (rest == half && kept % 2 != 0);
+    // The topmost bit of the mantissa adds 1 to the stored exponent, as does a mantissa that was rounded up to the next power of two.
+    const auto stored_exponent = static_cast<uint32_t>(std::max(exponent - float_least_exponent, 0));
+    return sign | ((stored_exponent << (float_mantissa_bits - 1)) + static_cast<uint32_t>(kept));
+}
 
 constexpr std::array<uint64_t, 20> make_tens()
 {
@@ -116,18 +176,17 @@ inline char *write_exponent(char *dst, int exponent)
     return length + point;
 }
 
-// Writes a finite number with n digits behind the point; returns the length of the text.
+// Writes a finite double with n digits behind the point; returns the length of the text.
 template <int n>
-inline int32_t write_scientific(char *dst, double value)
+inline int32_t write_scientific(char *dst, uint64_t bits)
 {
-    const auto bits = std::bit_cast<uint64_t>(value);
     const auto stored_exponent = static_cast<int>(bits >> (mantissa_bits - 1) & 0x7FF);
     const uint64_t stored_mantissa = bits & (hidden_bit - 1);
     const bool normal = stored_exponent != 0;
     Decimal decimal{0, 0};
     if (normal || stored_mantissa != 0) {
         decimal = round_to_digits<n>(stored_mantissa | (normal ? hidden_bit : 0), least_exponent - normal + stored_exponent);
-        if (decimal.digits == 0) return write_any(dst, value, n);
+        if (decimal.digits == 0) return write_any(dst, std::bit_cast<double>(bits), n);
     }
     write_unit<Wide>(dst, 0, '-');
     const auto negative = static_cast<int64_t>(bits >> 63);
@@ -141,30 +200,35 @@ inline int32_t format_float(const void *src, void *dst, int32_t dstSize, int32_t
 {
     constexpr int32_t refused_size = 30;  // in whatever unit: callers count differently
     if (src == nullptr || dst == nullptr || dstSize <= refused_size) return ZEMT_RC_ERROR;
-    const double value = load<Float>(src);
-    if (!std::isfinite(value)) return ZEMT_RC_ERROR;
-    *outLen = write_scientific<n>(bytes(dst), value);
+    const auto stored = load<BitsOf<Float>>(src);
+    const uint64_t bits = sizeof(Float) == 8 ? stored : widen(static_cast<uint32_t>(stored));
+    if (!is_finite(bits)) return ZEMT_RC_ERROR;
+    *outLen = write_scientific<n>(bytes(dst), bits);
     return ZEMT_RC_OK;
 }
 
 // ---- From text --------------------------------------------------------------------------------------------------------------
 
-// What is not plain decimal text, and the few numbers that need more bits.
-[[gnu::noinline, gnu::cold]] double read_any(const char *text)
+// What is not plain decimal text, and the few numbers that need more bits. wcstod reads characters one by one, so that it does
+// not mind their address.
+[[gnu::noinline, gnu::cold]] uint64_t read_any(const char *text)
 {
     const int saved_errno = errno;
     const double value = std::wcstod(reinterpret_cast<const wchar_t *>(text), nullptr);
     errno = saved_errno;
-    return value;
+    return std::bit_cast<uint64_t>(value);
 }
 
-constexpr uint32_t no_separator = UINT32_MAX;
-
-// The decimal separator of the thread's locale, if it is one ASCII character.
+// The decimal separator of the thread's locale, as wcstod takes it.
 inline uint32_t decimal_separator()
 {
-    const char *const separator = nl_langinfo(RADIXCHAR);
-    return separator[0] > 0 && separator[1] == 0 ? static_cast<uint32_t>(separator[0]) : no_separator;
+#ifdef __GLIBC__
+    // The item is the character itself, in the place of a pointer.
+    const char *const item = nl_langinfo(_NL_NUMERIC_DECIMAL_POINT_WC);
+    return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(item));
+#else
+    return static_cast<uint8_t>(*nl_langinfo(RADIXCHAR));
+#endif
 }
 
 // A number's digits * 10^exponent. Not plain: there are no digits, more than 64 bits hold, or something that wcstod knows more of.
@@ -204,13 +268,13 @@ inline Scanned scan_number(const char *text, uint32_t separator)
     int64_t count = (taken.end - text) / int{sizeof(Wide)};
     int64_t fractions = 0;
     uint32_t next = unit_at<Wide>(taken.end, 0);
-    if (next == separator) {
+    if (next == separator && next != 0) {
         const char *const fraction = unit_place<Wide>(taken.end, 1);
         taken = take_digits<Wide, 0>(taken.number, fraction);
         fractions = (taken.end - fraction) / int{sizeof(Wide)};
         count += fractions;
         next = unit_at<Wide>(taken.end, 0);
-    } else if (separator == no_separator || (next | 0x20) == 'x') {
+    } else if ((next | 0x20) == 'x') {
         return not_plain;
     }
     if (count == 0 || count > most_digits) return not_plain;
@@ -224,34 +288,33 @@ inline bool is_exact(uint64_t digits, int64_t exponent)
     return digits <= uint64_t{1} << mantissa_bits && exponent >= -largest_exact_double && exponent <= largest_exact_double;
 }
 
-// The double nearest to digits * 10^exponent, or NaN where that takes more than 192 bits.
-inline double nearest_double(uint64_t digits, int64_t exponent)
+constexpr uint64_t unknown = UINT64_MAX;
+
+// The double nearest to digits * 10^exponent, or unknown where that takes more than 192 bits.
+inline uint64_t nearest_double(uint64_t digits, int64_t exponent)
 {
-    using Limits = std::numeric_limits<double>;
     if (is_exact(digits, exponent)) {
         const auto number = static_cast<double>(digits);
-        return exponent < 0 ? number / exact_doubles[static_cast<size_t>(-exponent)]
-                            : number * exact_doubles[static_cast<size_t>(exponent)];
+        return std::bit_cast<uint64_t>(exponent < 0 ? number / exact_doubles[static_cast<size_t>(-exponent)]
+                                                    : number * exact_doubles[static_cast<size_t>(exponent)]);
     }
     if (digits == 0 || exponent < least_power) return 0;
-    if (exponent > Limits::max_exponent10) return Limits::infinity();
+    if (exponent > std::numeric_limits<double>::max_exponent10) return infinity;
 
     const int zeros = std::countl_zero(digits);
     const Scaled scaled = scale(digits << zeros, -zeros, static_cast<int>(exponent));
     int cut = 128 - mantissa_bits - std::countl_zero(static_cast<uint64_t>(scaled.top >> 64));
     cut = std::max(cut, least_exponent - scaled.exponent);  // a subnormal has fewer bits
-    if (cut > 126) return Limits::quiet_NaN();
+    if (cut > 126) return unknown;
     auto mantissa = static_cast<uint64_t>(scaled.top >> cut);
-    if (!round_to_nearest(mantissa, scaled, scaled.top - (Bits128{mantissa} << cut), Bits128{1} << (cut - 1)))
-        return Limits::quiet_NaN();
+    if (!round_to_nearest(mantissa, scaled, scaled.top - (Bits128{mantissa} << cut), Bits128{1} << (cut - 1))) return unknown;
 
     // The hidden bit adds 1 to the stored exponent, as does a mantissa that was rounded up to the next power of two.
     const auto stored_exponent = static_cast<uint64_t>(scaled.exponent + cut - least_exponent);
-    const uint64_t bits = (stored_exponent << (mantissa_bits - 1)) + mantissa;
-    return bits < std::bit_cast<uint64_t>(Limits::infinity()) ? std::bit_cast<double>(bits) : Limits::infinity();
+    return std::min((stored_exponent << (mantissa_bits - 1)) + mantissa, infinity);
 }
 
-[[gnu::always_inline]] inline double read_number_text(const char *text)
+[[gnu::always_inline]] inline uint64_t read_number_text(const char *text)
 {
     const uint32_t separator = decimal_separator();
     const char *at = text;
@@ -260,18 +323,23 @@ inline double nearest_double(uint64_t digits, int64_t exponent)
     const bool negative = sign == '-';
     const Scanned scanned = scan_number(unit_place<Wide>(at, negative | (sign == '+')), separator);
     if (!scanned.plain) return read_any(text);
-    const double magnitude = nearest_double(scanned.digits, scanned.exponent);
-    if (std::isnan(magnitude)) return read_any(text);
-    return std::bit_cast<double>(std::bit_cast<uint64_t>(magnitude) | uint64_t{negative} << 63);
+    const uint64_t magnitude = nearest_double(scanned.digits, scanned.exponent);
+    return magnitude == unknown ? read_any(text) : with_sign(magnitude, negative);
 }
 
 template <typename Float>
 inline int32_t parse_float(const void *src, void *dst)
 {
     if (src == nullptr || dst == nullptr) return ZEMT_RC_ERROR;
-    const auto value = static_cast<Float>(read_number_text(bytes(src)));
-    if (!std::isfinite(value) || value == 0) return ZEMT_RC_ERROR;
-    store(dst, value);
+    const uint64_t bits = read_number_text(bytes(src));
+    if constexpr (sizeof(Float) == 8) {
+        if (!is_finite(bits) || bits << 1 == 0) return ZEMT_RC_ERROR;
+        store(dst, bits);
+    } else {
+        const uint32_t narrowed = narrow(bits);
+        if ((narrowed & float_infinity) == float_infinity || narrowed << 1 == 0) return ZEMT_RC_ERROR;
+        store(dst, narrowed);
+    }
     return ZEMT_RC_OK;
 }
 
@@ -298,9 +366,10 @@ PARSER(ZEMTCnvWVarcharSzToFlt, float)
 
 int32_t FloatToString(double value, wchar_t *dst, int16_t digits) noexcept
 {
-    if (digits < 0 || !std::isfinite(value)) return ZEMT_RC_ERROR;
+    const auto bits = std::bit_cast<uint64_t>(value);
+    if (digits < 0 || !is_finite(bits)) return ZEMT_RC_ERROR;
     if (digits == double_digits) {
-        write_scientific<double_digits>(bytes(dst), value);
+        write_scientific<double_digits>(bytes(dst), bits);
     } else {
         write_any(bytes(dst), value, digits);
     }

@@ -385,7 +385,7 @@ constexpr uint64_t first_of_64(int64_t count)
 enum class Kept { All, LowFourBits };
 
 // The first length (up to most_masked) units, or their low four bits, as bytes, zeros behind them; nothing behind them is read.
-// What is no byte becomes 0xFF.
+// With all bits kept, what is no byte becomes 0xFF.
 template <typename Unit, Kept kept>
 ZEMT_BYTE_MASKS inline __m512i load_units(const char *text, int64_t length)
 {

@@ -118,12 +118,10 @@ DecKest(5)|007|7|00007c
 DecKest(5)||0|00000c
 DecKest(5)|0.0|0|00000c
 DecKest(4)|1234|1234|01234c
-DecKest(4)|91234|91234|91234c
-DecKest(0)|7|7|7c
 DecKest(0)||0|0c
 DecKest(31)|${digits39:0:31}|${digits39:0:31}|${digits39:0:31}c
-DecKest(38)|$digits39|$digits39|${digits39}c
-DecKest(300)|9$zeros$zeros$digits40|9$zeros$zeros$digits40
+DecKest(38)|${digits39:0:38}|${digits39:0:38}|0${digits39:0:38}c
+DecKest(301)|9$zeros$zeros$digits40|9$zeros$zeros$digits40
 OraVarnum|||00
 OraVarnum|0|0|0180
 OraVarnum|0.00|0|0180
@@ -205,8 +203,9 @@ Dbl|-1e-400|status -1
 Flt|12 |"12 " would be stored as "1.2000000E+01"
 Flt|1e39|status -1
 Flt|1e-46|status -1
-DecKest(3)|1234|status -1
-DecKest(2)|1234|status -1
+DecKest(3)|1234|more than 3 digits
+DecKest(2)|123|more than 2 digits
+DecKest(0)|7|more than 0 digits
 DecKest(5)|-12|status -1
 DecKest(5)|1.5|status -1
 DecKest(5)|1 2|"1 2" would be stored as "102"
@@ -316,7 +315,7 @@ DecKest(3)|\x12\x3D|not all of the value can be written as text, only "123"
 DecKest(3)|\0\0|not all of the value can be written as text, only "0"
 DecKest(3)|\x1A\x3C|status -1
 DecKest(4)|\xA1\x23\x4C|status -1
-DecKest(0)|\x7E|not all of the value can be written as text, only "7"
+DecKest(0)|\x7C|"7" cannot be read back: more than 0 digits
 OraVarnum|\x03\x3E\x64$rest|status -1
 OraVarnum|\0\0\x01$rest|status -1
 OraVarnum|\x01\x81\0$rest|status -1

@@ -57,6 +57,16 @@ bool is_empty(const Column &column, std::span<const std::byte> value)
     return column.type->rules.empty == Empty::Unset ? all_zero(value) : value.empty();
 }
 
+// At an even precision the library has room for one digit more, which other readers of the file may not expect.
+void require_precision(const Column &column, std::string_view field)
+{
+    if (column.type->rules.takes != Takes::Precision) return;
+    const std::optional<Decimal> number = parse_decimal(field);
+    if (number && number->whole.size() > static_cast<std::size_t>(column.length)) {
+        throw ValueFailure("more than " + std::to_string(column.length) + " digits");
+    }
+}
+
 bool is_control(char character)
 {
     return static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
@@ -142,6 +152,7 @@ void Converter::write(const Column &column, std::string_view field, std::span<st
         }
         field = "0";
     }
+    require_precision(column, field);
     with_leading_text_.assign(type.rules.leading_text).append(field);
     decode(with_leading_text_, wide_);
     if (wide_.length == 0) throw ValueFailure(shown(field) + " is not UTF-8 text");
