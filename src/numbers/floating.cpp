@@ -170,7 +170,7 @@ inline uint32_t decimal_separator()
 #endif
 }
 
-// A number's digits * 10^exponent. Not plain: there are no digits, more than 64 bits hold, or something that is wcstod's to read.
+// A number's digits * 10^exponent. Not plain: there are no digits, or more than 64 bits hold, or what only wcstod understands.
 struct Scanned {
     uint64_t digits;
     int64_t exponent;
