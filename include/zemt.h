@@ -314,8 +314,9 @@ ZEMT_API int32_t ZEMTCnvWVarcharSzToInt(const wchar_t *text, int32_t *result, in
  * Dbl; for a few Flt it takes 9, as FloatToString(value, dst, 8) writes. No function of this section allocates, reads
  * *srcLen or writes it.
  *
- * The two conversions to text give the same in every floating-point environment and raise no exception. The other functions
- * expect the default one (rounding to nearest, subnormals kept, no traps) and may leave exception flags set.
+ * Text is the same in every floating-point environment (behind more than 16 digits of FloatToString: where subnormals are
+ * kept), and writing it raises no exception. The two conversions from text expect the default one (rounding to nearest, no
+ * traps) and may leave exception flags set.
  */
 
 /*

@@ -42,10 +42,10 @@ struct Decimal {
     int exponent;
 };
 
-// Rounds mantissa * 2^exponent, which is not 0, to n + 1 digits.
-template <int n>
-inline Decimal round_to_digits(uint64_t mantissa, int exponent)
+// Rounds mantissa * 2^exponent, which is not 0, to n + 1 (1..17) digits.
+inline Decimal round_to_digits(uint64_t mantissa, int exponent, int n)
 {
+    const uint64_t least = tens[static_cast<size_t>(n)];
     const int zeros = std::countl_zero(mantissa);
     // The number is from 10^tenth up and below 2 * 10^(tenth + 1): n + 1 digits stand before the point after scaling, or n + 2.
     int tenth = floor_log10_of_two(exponent + 63 - zeros);
@@ -54,7 +54,7 @@ inline Decimal round_to_digits(uint64_t mantissa, int exponent)
     const int cut = -scaled.exponent - 64;  // of the upper half
     const uint64_t all_digits = upper >> cut;
     const uint64_t fewer_digits = all_digits / 10;
-    const bool one_more = all_digits >= tens[n + 1];
+    const bool one_more = all_digits >= 10 * least;
     uint64_t rest = upper - (all_digits << cut);
     uint64_t half = uint64_t{1} << (cut - 1);
     rest += one_more ? (all_digits - fewer_digits * 10) << cut : 0;
@@ -63,24 +63,25 @@ inline Decimal round_to_digits(uint64_t mantissa, int exponent)
     uint64_t digits = one_more ? fewer_digits : all_digits;
     const Bits128 whole_rest = Bits128{rest} << 64 | static_cast<uint64_t>(scaled.top);
     if (!round_to_nearest(digits, scaled, whole_rest, Bits128{half} << 64)) return {0, 0};
-    return digits < tens[n + 1] ? Decimal{digits, tenth} : Decimal{tens[n], tenth + 1};
+    return digits < 10 * least ? Decimal{digits, tenth} : Decimal{least, tenth + 1};
 }
 
 // Writes n + 1 digits with a point behind the first.
-template <int n>
-inline char *write_mantissa(char *dst, uint64_t digits)
+inline char *write_mantissa(char *dst, uint64_t digits, int n)
 {
     constexpr uint64_t eight_digits = 100000000;
-    const uint64_t first = digits / tens[n];
-    const uint64_t others = digits - first * tens[n];
-    write_unit<Wide>(dst, 0, '0' + static_cast<uint32_t>(first));
     write_unit<Wide>(dst, 1, '.');
-    if constexpr (n == double_digits) {
-        write_digits<Wide>(unit_place<Wide>(dst, 2), split_digits(static_cast<uint32_t>(others / eight_digits)));
-        write_digits<Wide>(unit_place<Wide>(dst, 10), split_digits(static_cast<uint32_t>(others % eight_digits)));
+    if (n == double_digits || n == float_digits) {
+        const uint64_t least = tens[static_cast<size_t>(n)];
+        const uint64_t others = digits % least;
+        const uint64_t upper = n == double_digits ? others / eight_digits : others * 10;
+        write_unit<Wide>(dst, 0, '0' + static_cast<uint32_t>(digits / least));
+        write_digits<Wide>(unit_place<Wide>(dst, 2), split_digits(static_cast<uint32_t>(upper)));
+        if (n == double_digits)
+            write_digits<Wide>(unit_place<Wide>(dst, 10), split_digits(static_cast<uint32_t>(others % eight_digits)));
     } else {
-        static_assert(n == float_digits);
-        write_digits<Wide>(unit_place<Wide>(dst, 2), split_digits(static_cast<uint32_t>(others)) >> 8);
+        for (int i = n; i > 0; --i, digits /= 10) write_unit<Wide>(dst, 1 + i, '0' + static_cast<uint32_t>(digits % 10));
+        write_unit<Wide>(dst, 0, '0' + static_cast<uint32_t>(digits));
     }
     return unit_place<Wide>(dst, 2 + n);
 }
@@ -115,21 +116,21 @@ inline char *write_exponent(char *dst, int exponent)
     return length + point;
 }
 
-// Writes a finite double with n digits behind the point; returns the length of the text.
-template <int n>
-inline int32_t write_scientific(char *dst, uint64_t bits)
+// Writes a finite double with n (0..16) digits behind the point; returns the length of the text.
+[[gnu::always_inline]] inline int32_t write_scientific(char *dst, uint64_t bits, int n)
 {
     const auto stored_exponent = static_cast<int>(bits >> (mantissa_bits - 1) & 0x7FF);
     const uint64_t stored_mantissa = bits & (hidden_bit - 1);
     const bool normal = stored_exponent != 0;
     Decimal decimal{0, 0};
     if (normal || stored_mantissa != 0) {
-        decimal = round_to_digits<n>(stored_mantissa | (normal ? hidden_bit : 0), least_exponent - normal + stored_exponent);
+        const uint64_t mantissa = stored_mantissa | (normal ? hidden_bit : 0);
+        decimal = round_to_digits(mantissa, least_exponent - normal + stored_exponent, n);
         if (decimal.digits == 0) return write_any(dst, std::bit_cast<double>(bits), n);
     }
     write_unit<Wide>(dst, 0, '-');
     const auto negative = static_cast<int64_t>(bits >> 63);
-    char *const end = write_exponent(write_mantissa<n>(unit_place<Wide>(dst, negative), decimal.digits), decimal.exponent);
+    char *const end = write_exponent(write_mantissa(unit_place<Wide>(dst, negative), decimal.digits, n), decimal.exponent);
     write_unit<Wide>(end, 0, 0);
     return static_cast<int32_t>((end - dst) / int{sizeof(Wide)});
 }
@@ -142,7 +143,7 @@ inline int32_t format_float(const void *src, void *dst, int32_t dstSize, int32_t
     const auto stored = load<BitsOf<Float>>(src);
     const uint64_t bits = sizeof(Float) == 8 ? stored : widen(static_cast<uint32_t>(stored));
     if (!is_finite(bits)) return ZEMT_RC_ERROR;
-    *outLen = write_scientific<n>(bytes(dst), bits);
+    *outLen = write_scientific(bytes(dst), bits, n);
     return ZEMT_RC_OK;
 }
 
@@ -307,8 +308,8 @@ int32_t FloatToString(double value, wchar_t *dst, int16_t digits) noexcept
 {
     const auto bits = std::bit_cast<uint64_t>(value);
     if (digits < 0 || !is_finite(bits)) return ZEMT_RC_ERROR;
-    if (digits == double_digits) {
-        write_scientific<double_digits>(bytes(dst), bits);
+    if (digits <= double_digits) {
+        write_scientific(bytes(dst), bits, digits);
     } else {
         write_any(bytes(dst), value, digits);
     }
