@@ -247,7 +247,7 @@ inline int32_t format_fixed_shape(const ZEMTTS &ts, char *buf, int32_t size, int
     int32_t position = 0;
     const auto put = [&]<int32_t digits>(char separator, int32_t number) {
         if (position > 0) write_unit<Unit>(buf, position++, static_cast<uint32_t>(separator));
-        char *const place = buf + ptrdiff_t{position} * static_cast<ptrdiff_t>(sizeof(Unit));
+        char *const place = unit_place<Unit>(buf, position);
         const int32_t written = put_number<Unit, digits>(place, size - position, number);
         position += written;
         return written != no_room;

@@ -143,7 +143,7 @@ inline int32_t varnum_to_text(const void *src, int32_t *srcLen, void *dst, int32
     }
     if (end == nullptr) return ZEMT_RC_ERROR;
     write_unit<Unit>(end, 0, 0);
-    *outLen = static_cast<int32_t>((end - text) / static_cast<int>(sizeof(Unit)));
+    *outLen = static_cast<int32_t>(units_between<Unit>(text, end));
     return ZEMT_RC_OK;
 }
 
@@ -255,11 +255,8 @@ inline int32_t text_to_varnum(const void *src, int32_t *srcLen, void *dst, int32
     }
     const int64_t length = terminated_length<Unit>(text);
     *srcLen = static_cast<int16_t>(length);
-    int size = 0;
-    if (length <= most_masked && has_byte_masks())
-        size = read_usual<Unit>(varnum, text, length);
-    else
-        size = read_any<Unit>(varnum, text, length);
+    const bool usual = length <= most_masked && has_byte_masks();
+    const int size = usual ? read_usual<Unit>(varnum, text, length) : read_any<Unit>(varnum, text, length);
     if (size == 0) return ZEMT_RC_ERROR;
     *outLen = size;
     return ZEMT_RC_OK;

@@ -132,7 +132,7 @@ inline char *write_exponent(char *dst, int exponent)
     const auto negative = static_cast<int64_t>(bits >> 63);
     char *const end = write_exponent(write_mantissa(unit_place<Wide>(dst, negative), decimal.digits, n), decimal.exponent);
     write_unit<Wide>(end, 0, 0);
-    return static_cast<int32_t>((end - dst) / int{sizeof(Wide)});
+    return static_cast<int32_t>(units_between<Wide>(dst, end));
 }
 
 template <typename Float, int n>
@@ -193,7 +193,7 @@ inline Scanned scan_exponent(const char *text, Scanned scanned)
     const bool negative = sign == '-';
     const char *const digits = unit_place<Wide>(text, 1 + (negative | (sign == '+')));
     const auto taken = take_digits<Wide, 0>(uint64_t{0}, digits);
-    const int64_t count = (taken.end - digits) / int{sizeof(Wide)};
+    const int64_t count = units_between<Wide>(digits, taken.end);
     if (count == 0 || count > most_digits) return not_plain;
     const auto exponent = static_cast<int64_t>(taken.number);
     scanned.exponent += (exponent ^ -int64_t{negative}) + negative;
@@ -205,13 +205,13 @@ inline Scanned scan_number(const char *text, uint32_t separator)
 {
     const int64_t most_digits = unit_at<Wide>(text, 0) == '0' ? 20 : 19;  // that 64 bits hold
     auto taken = take_digits<Wide, 0>(uint64_t{0}, text);
-    int64_t count = (taken.end - text) / int{sizeof(Wide)};
+    int64_t count = units_between<Wide>(text, taken.end);
     int64_t fractions = 0;
     uint32_t next = unit_at<Wide>(taken.end, 0);
     if (next == separator && next != 0) {
         const char *const fraction = unit_place<Wide>(taken.end, 1);
         taken = take_digits<Wide, 0>(taken.number, fraction);
-        fractions = (taken.end - fraction) / int{sizeof(Wide)};
+        fractions = units_between<Wide>(fraction, taken.end);
         count += fractions;
         next = unit_at<Wide>(taken.end, 0);
     } else if ((next | 0x20) == 'x') {

@@ -28,7 +28,7 @@ inline int32_t format(char *dst, Int value)
         const auto negative = static_cast<Unsigned>(value < 0);
         const auto magnitude = static_cast<Unsigned>((static_cast<Unsigned>(value) ^ (0u - negative)) + negative);
         length = static_cast<int32_t>(negative);
-        length += write_number<Unit, most_digits<Int>>(dst + length * static_cast<int>(sizeof(Unit)), magnitude);
+        length += write_number<Unit, most_digits<Int>>(unit_place<Unit>(dst, length), magnitude);
     }
     write_unit<Unit>(dst, length, 0);
     return length;
@@ -63,7 +63,7 @@ inline int32_t read_field(const char *text, int32_t *result, int32_t start, int3
 {
     uint32_t value = 0;
     bool negative = false;
-    const char *at = text + int64_t{start} * static_cast<int64_t>(sizeof(Unit));
+    const char *at = unit_place<Unit>(text, start);
     for (; count > 0; --count, at += sizeof(Unit)) {
         const uint32_t character = unit_at<Unit>(at, 0);
         if (const uint32_t digit = character - '0'; digit <= 9) {

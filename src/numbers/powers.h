@@ -5,9 +5,9 @@
 #include <bit>
 #include <cstdint>
 
-#include "text/digits.h"
-
 namespace zemt {
+
+__extension__ using Bits128 = unsigned __int128;
 
 // floor(log2(10^power)) and floor(log10(2^power)), for the powers in reach of a double.
 constexpr int floor_log2_of_ten(int power)

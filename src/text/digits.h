@@ -11,8 +11,6 @@
 
 namespace zemt {
 
-__extension__ using Bits128 = unsigned __int128;
-
 template <typename Unit>
 inline void write_unit(char *dst, int64_t index, uint32_t character)
 {
@@ -73,7 +71,6 @@ template <typename Unit, int most>
 inline int write_number(char *dst, uint64_t number)
 {
     constexpr uint64_t hundred_million = 100000000;
-    constexpr ptrdiff_t unit = sizeof(Unit);
     const auto write_first = [dst](uint64_t below_hundred_million) {
         const uint64_t digits = split_digits(static_cast<uint32_t>(below_hundred_million));
         const int zeros = std::countr_zero(digits | uint64_t{1} << 63) / 8;  // the last digit stays
@@ -88,10 +85,10 @@ inline int write_number(char *dst, uint64_t number)
         count = write_first(upper);
     } else {
         count = write_first(upper / hundred_million);
-        write_digits<Unit>(dst + count * unit, split_digits(static_cast<uint32_t>(upper % hundred_million)));
+        write_digits<Unit>(unit_place<Unit>(dst, count), split_digits(static_cast<uint32_t>(upper % hundred_million)));
         count += 8;
     }
-    write_digits<Unit>(dst + count * unit, split_digits(lower));
+    write_digits<Unit>(unit_place<Unit>(dst, count), split_digits(lower));
     return count + 8;
 }
 

@@ -43,6 +43,12 @@ inline Byte *unit_place(Byte *text, int64_t index)
     return text + index * int64_t{sizeof(Unit)};
 }
 
+template <typename Unit>
+inline int64_t units_between(const char *begin, const char *end)
+{
+    return (end - begin) / int64_t{sizeof(Unit)};
+}
+
 // The number of characters before the terminator.
 template <typename Unit>
 inline int64_t terminated_length(const char *text)
