@@ -37,22 +37,28 @@ constexpr Conversion conversions[] = {
     {ZEMTCnvWVarcharSzToWChar, WVarcharSz, 0, 0}, {ZEMTCnvVarcharSzToVarchar, VarcharSz, 2, 0},
     {ZEMTCnvWVarcharSzToVarchar, WVarcharSz, 0, 0}, {ZEMTCnvVarcharSzToWVarchar, VarcharSz, 0, 0},
     {ZEMTCnvWVarcharSzToWVarchar, WVarcharSz, 2, 0}, {ZEMTCnvWVarcharSzToVarcharSz, WVarcharSz, 1, 0},
-    {ZEMTCnvTinyIntToWVarcharSz, Record, 0, 20, 1}, {ZEMTCnvSmallIntToWVarcharSz, Record, 0, 28, 2},
-    {ZEMTCnvIntToWVarcharSz1, Record, 0, 48, 4}, {ZEMTCnvLongLongToWVarcharSz, Record, 0, 84, 8},
+    {ZEMTCnvTinyIntToWVarcharSz, Record, 0, 4 * ZEMT_ROOM_TINY_INT, 1},
+    {ZEMTCnvSmallIntToWVarcharSz, Record, 0, 4 * ZEMT_ROOM_SMALL_INT, 2},
+    {ZEMTCnvIntToWVarcharSz1, Record, 0, 4 * ZEMT_ROOM_INT, 4},
+    {ZEMTCnvLongLongToWVarcharSz, Record, 0, 4 * ZEMT_ROOM_LONG_LONG, 8},
     {ZEMTCnvWVarcharSzToTinyInt, WVarcharSz, 0, 1}, {ZEMTCnvWVarcharSzToSmallInt, WVarcharSz, 0, 2},
     {ZEMTCnvWVarcharSzToInt1, WVarcharSz, 0, 4}, {ZEMTCnvWVarcharSzToLongLong, WVarcharSz, 0, 8},
-    {ZEMTCnvTinyUIntToWVarcharSz, Record, 0, 16, 1}, {ZEMTCnvSmallUIntToWVarcharSz, Record, 0, 24, 2},
-    {ZEMTCnvUIntToWVarcharSz, Record, 0, 44, 4}, {ZEMTCnvULONGLONGToWVarcharSz, Record, 0, 84, 8},
-    {ZEMTCnvUIntToVarcharSz, Record, 0, 11, 4}, {ZEMTCnvULONGLONGToVarcharSz, Record, 0, 21, 8},
+    {ZEMTCnvTinyUIntToWVarcharSz, Record, 0, 4 * ZEMT_ROOM_TINY_UINT, 1},
+    {ZEMTCnvSmallUIntToWVarcharSz, Record, 0, 4 * ZEMT_ROOM_SMALL_UINT, 2},
+    {ZEMTCnvUIntToWVarcharSz, Record, 0, 4 * ZEMT_ROOM_UINT, 4},
+    {ZEMTCnvULONGLONGToWVarcharSz, Record, 0, 4 * ZEMT_ROOM_ULONGLONG, 8},
+    {ZEMTCnvUIntToVarcharSz, Record, 0, ZEMT_ROOM_UINT, 4}, {ZEMTCnvULONGLONGToVarcharSz, Record, 0, ZEMT_ROOM_ULONGLONG, 8},
     {ZEMTCnvWVarcharSzToTinyUInt, WVarcharSz, 0, 1}, {ZEMTCnvWVarcharSzToSmallUInt, WVarcharSz, 0, 2},
     {ZEMTCnvWVarcharSzToUInt, WVarcharSz, 0, 4}, {ZEMTCnvWVarcharSzToULONGLONG, WVarcharSz, 0, 8},
     {ZEMTCnvVarcharSzToUInt, VarcharSz, 0, 4}, {ZEMTCnvVarcharSzToULONGLONG, VarcharSz, 0, 8},
-    {ZEMTCnvDblToWVarcharSz, Record, 0, 100, 8}, {ZEMTCnvFltToWVarcharSz, Record, 0, 60, 4},
+    {ZEMTCnvDblToWVarcharSz, Record, 0, 4 * ZEMT_ROOM_DBL, 8}, {ZEMTCnvFltToWVarcharSz, Record, 0, 4 * ZEMT_ROOM_FLT, 4},
     {ZEMTCnvWVarcharSzToDbl, WVarcharSz, 0, 8}, {ZEMTCnvWVarcharSzToFlt, WVarcharSz, 0, 4},
     {ZEMTCnvDecKestToVarcharSz, Packed, 0, -2}, {ZEMTCnvDecKestToWVarcharSz, Packed, 0, -8},
     {ZEMTCnvVarcharSzToDecKest, VarcharSz, 0, -1}, {ZEMTCnvWVarcharSzToDecKest, WVarcharSz, 0, -1},
-    {ZEMTCnvOraVarnumToVarcharSz_Unsigned, Varnum, 0, 170}, {ZEMTCnvOraVarnumToWVarcharSz_Unsigned, Varnum, 0, 680},
-    {ZEMTCnvVarcharSz_UnsignedToOraVarnum, VarcharSz, 0, 22}, {ZEMTCnvWVarcharSz_UnsignedToOraVarnum, WVarcharSz, 0, 22},
+    {ZEMTCnvOraVarnumToVarcharSz_Unsigned, Varnum, 0, ZEMT_ROOM_ORA_VARNUM},
+    {ZEMTCnvOraVarnumToWVarcharSz_Unsigned, Varnum, 0, 4 * ZEMT_ROOM_ORA_VARNUM},
+    {ZEMTCnvVarcharSz_UnsignedToOraVarnum, VarcharSz, 0, ZEMT_SIZE_ORA_VARNUM},
+    {ZEMTCnvWVarcharSz_UnsignedToOraVarnum, WVarcharSz, 0, ZEMT_SIZE_ORA_VARNUM},
     {ZEMTCnvZEMTDateToWVarcharSz, Record, 0, 0, 6}, {ZEMTCnvZEMTTimeToWVarcharSz, Record, 0, 0, 6},
     {ZEMTCnvZEMTTSToWVarcharSz, Record, 0, 0, 16}, {ZEMTCnvZEMTTSToWchar, Record, 0, 0, 16},
     {ZEMTCnvZEMTTSToWVarchar, Record, 2, 0, 16}, {ZEMTCnvZEMTTSToChar, Record, 0, 0, 16},
@@ -105,7 +111,7 @@ void feed_others(std::string_view data, const uint8_t *choices)
 {
     double value = 0;
     std::memcpy(&value, data.data(), std::min(data.size(), sizeof value));
-    FloatToString(value, std::make_unique<wchar_t[]>(choices[1] + 9u).get(), choices[1]);
+    FloatToString(value, std::make_unique<wchar_t[]>(ZEMT_ROOM_FLOAT_TO_STRING(choices[1] + 0u)).get(), choices[1]);
 
     const auto count = static_cast<int32_t>(data.size());
     const auto narrow = std::make_unique<char[]>(data.size() + 1);
@@ -123,7 +129,7 @@ void feed_others(std::string_view data, const uint8_t *choices)
     require(narrow_length == wide_length && wide_length <= count && kept <= count);
 
     const auto scale = static_cast<int16_t>(choices[4] % 4 == 0 ? choices[5] << 8 : choices[5] - 64);
-    const auto varnum = std::make_unique<uint8_t[]>(22);
+    const auto varnum = std::make_unique<uint8_t[]>(ZEMT_SIZE_ORA_VARNUM);
     const int16_t status =
         ConvertBCDToOraVarNum(varnum.get(), digits.get(), static_cast<int16_t>(count), scale, "+-x"[choices[6] % 3]);
     require(status == ZEMT_RC_ERROR || (varnum[0] >= 1 && varnum[0] <= 21));
@@ -159,7 +165,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     parms.precision = data[7] - 3;
 
     const std::string_view rest(reinterpret_cast<const char *>(data) + 8 + format_size, size - 8 - format_size);
-    const auto field_size = static_cast<size_t>(std::max(parms.precision, 0) + 2) / 2;
+    const auto field_size = static_cast<size_t>(ZEMT_SIZE_DEC_KEST(std::max(parms.precision, 0)));
     const Source source = source_of(conversion, field_size, data[4] % 2 != 0, rest);
     auto room =
         static_cast<size_t>(conversion.fixed_room != 0 ? conversion.fixed_room : size_given + conversion.room_besides_size);

@@ -73,7 +73,8 @@ extern "C" {
  *   WVarchar     signed 16-bit length in bytes (0..32764, 4 a character), then the 32-bit characters from byte offset 2 on
  *   WVarcharSz   32-bit characters and a 32-bit 0
  *
- * Everything is in native byte order. A destination is never padded with blanks: bytes behind the value keep what they held.
+ * Everything is in native byte order. A destination is never padded with blanks: what stands behind a value and its
+ * terminator keeps what it held. Only the formatters of sections 7 and 8 may write more, up to the room that they name.
  */
 
 struct ZEMTDateFormat;
@@ -251,7 +252,7 @@ ZEMT_API int32_t TrimAllSpacesTabsW(wchar_t *text, int32_t *len) ZEMT_NOEXCEPT Z
  * ULONGLONG (8, 16, 32, 64 bits) to and from decimal text.
  *
  * To text: a '-' below zero and the digits, without leading zeros. Zero is the empty text. dstSize is not consulted; the
- * caller owes the room of the line below, all of which the function may write. *outLen receives the characters before the
+ * caller owes the room of the line below, all of which the function may write, also behind the terminator. *outLen receives the characters before the
  * terminator and a *srcLen of 0 the integer's bytes. Always succeeds.
  *
  * From text: digits up to the terminator, behind an optional '-' where the type is signed; leading zeros are read as digits.
@@ -262,17 +263,27 @@ ZEMT_API int32_t TrimAllSpacesTabsW(wchar_t *text, int32_t *len) ZEMT_NOEXCEPT Z
  * src, dst and outLen must be valid; srcLen may be null; parms is ignored.
  */
 
+/* Room for any text of a type, in characters, terminator included. */
+#define ZEMT_ROOM_TINY_INT 5
+#define ZEMT_ROOM_SMALL_INT 7
+#define ZEMT_ROOM_INT 12
+#define ZEMT_ROOM_LONG_LONG 21
+#define ZEMT_ROOM_TINY_UINT 4
+#define ZEMT_ROOM_SMALL_UINT 6
+#define ZEMT_ROOM_UINT 11
+#define ZEMT_ROOM_ULONGLONG 21
+
 /*                        name                                                               room at dst */
-ZEMT_API ZEMTConversion ZEMTCnvTinyIntToWVarcharSz ZEMT_NONNULL(1, 3, 5);   /*  5 wide characters */
-ZEMT_API ZEMTConversion ZEMTCnvSmallIntToWVarcharSz ZEMT_NONNULL(1, 3, 5);  /*  7 wide characters */
-ZEMT_API ZEMTConversion ZEMTCnvIntToWVarcharSz1 ZEMT_NONNULL(1, 3, 5);      /* 12 wide characters */
-ZEMT_API ZEMTConversion ZEMTCnvLongLongToWVarcharSz ZEMT_NONNULL(1, 3, 5);  /* 21 wide characters */
-ZEMT_API ZEMTConversion ZEMTCnvTinyUIntToWVarcharSz ZEMT_NONNULL(1, 3, 5);  /*  4 wide characters */
-ZEMT_API ZEMTConversion ZEMTCnvSmallUIntToWVarcharSz ZEMT_NONNULL(1, 3, 5); /*  6 wide characters */
-ZEMT_API ZEMTConversion ZEMTCnvUIntToWVarcharSz ZEMT_NONNULL(1, 3, 5);      /* 11 wide characters */
-ZEMT_API ZEMTConversion ZEMTCnvULONGLONGToWVarcharSz ZEMT_NONNULL(1, 3, 5); /* 21 wide characters */
-ZEMT_API ZEMTConversion ZEMTCnvUIntToVarcharSz ZEMT_NONNULL(1, 3, 5);       /* 11 bytes */
-ZEMT_API ZEMTConversion ZEMTCnvULONGLONGToVarcharSz ZEMT_NONNULL(1, 3, 5);  /* 21 bytes */
+ZEMT_API ZEMTConversion ZEMTCnvTinyIntToWVarcharSz ZEMT_NONNULL(1, 3, 5);   /* ZEMT_ROOM_TINY_INT wide characters */
+ZEMT_API ZEMTConversion ZEMTCnvSmallIntToWVarcharSz ZEMT_NONNULL(1, 3, 5);  /* ZEMT_ROOM_SMALL_INT wide characters */
+ZEMT_API ZEMTConversion ZEMTCnvIntToWVarcharSz1 ZEMT_NONNULL(1, 3, 5);      /* ZEMT_ROOM_INT wide characters */
+ZEMT_API ZEMTConversion ZEMTCnvLongLongToWVarcharSz ZEMT_NONNULL(1, 3, 5);  /* ZEMT_ROOM_LONG_LONG wide characters */
+ZEMT_API ZEMTConversion ZEMTCnvTinyUIntToWVarcharSz ZEMT_NONNULL(1, 3, 5);  /* ZEMT_ROOM_TINY_UINT wide characters */
+ZEMT_API ZEMTConversion ZEMTCnvSmallUIntToWVarcharSz ZEMT_NONNULL(1, 3, 5); /* ZEMT_ROOM_SMALL_UINT wide characters */
+ZEMT_API ZEMTConversion ZEMTCnvUIntToWVarcharSz ZEMT_NONNULL(1, 3, 5);      /* ZEMT_ROOM_UINT wide characters */
+ZEMT_API ZEMTConversion ZEMTCnvULONGLONGToWVarcharSz ZEMT_NONNULL(1, 3, 5); /* ZEMT_ROOM_ULONGLONG wide characters */
+ZEMT_API ZEMTConversion ZEMTCnvUIntToVarcharSz ZEMT_NONNULL(1, 3, 5);       /* ZEMT_ROOM_UINT bytes */
+ZEMT_API ZEMTConversion ZEMTCnvULONGLONGToVarcharSz ZEMT_NONNULL(1, 3, 5);  /* ZEMT_ROOM_ULONGLONG bytes */
 ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToTinyInt ZEMT_NONNULL(1, 3, 5);   /*  1 byte */
 ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToSmallInt ZEMT_NONNULL(1, 3, 5);  /*  2 bytes */
 ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToInt1 ZEMT_NONNULL(1, 3, 5);      /*  4 bytes */
@@ -284,11 +295,14 @@ ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToULONGLONG ZEMT_NONNULL(1, 3, 5); /*  
 ZEMT_API ZEMTConversion ZEMTCnvVarcharSzToUInt ZEMT_NONNULL(1, 3, 5);       /*  4 bytes */
 ZEMT_API ZEMTConversion ZEMTCnvVarcharSzToULONGLONG ZEMT_NONNULL(1, 3, 5);  /*  8 bytes */
 
-/* The short forms: a 32-bit value in, text and its length out. dst has 12 bytes, all of which may be written. Returns 0. */
+/*
+ * The short forms: a 32-bit value in, text and its length out. dst has ZEMT_ROOM_INT bytes, all of which may be written.
+ * Returns 0.
+ */
 ZEMT_API int32_t ZEMTCnvIntToVarcharSz(int32_t value, char *dst, int32_t *outLen) ZEMT_NOEXCEPT ZEMT_NONNULL(2, 3);
 
 /*
- * Like ZEMTCnvIntToVarcharSz, but into 11 wide characters and for values from 1 on: any other value returns 27 and nothing
+ * Like ZEMTCnvIntToVarcharSz, but into ZEMT_ROOM_UINT wide characters and for values from 1 on: any other value returns 27 and nothing
  * is written.
  */
 ZEMT_API int32_t ZEMTCnvIntToWVarcharSz(int32_t value, wchar_t *dst, int32_t *outLen) ZEMT_NOEXCEPT ZEMT_NONNULL(2, 3);
@@ -322,16 +336,17 @@ ZEMT_API int32_t ZEMTCnvWVarcharSzToInt(const wchar_t *text, int32_t *result, in
 /*
  * Writes value as an optional '-', one digit, '.', as many digits as digits says (none for 0), 'E', the exponent's sign and
  * its two or three digits: the digits of the exact binary value, correctly rounded (ties to even), as printf("%.*e") has
- * them in the C locale. Minus zero keeps its sign. dst has digits + 9 wide characters.
+ * them in the C locale. Minus zero keeps its sign. dst has ZEMT_ROOM_FLOAT_TO_STRING(digits) wide characters.
  *
  * Returns 0, or -1 for infinities, NaN and digits below 0, with nothing written.
  */
+#define ZEMT_ROOM_FLOAT_TO_STRING(digits) ((digits) + 9) /* sign, first digit, point, 'E', sign, 3 digits, terminator */
 ZEMT_API int32_t FloatToString(double value, wchar_t *dst, int16_t digits) ZEMT_NOEXCEPT ZEMT_NONNULL(2);
 
 /*
  * To text: as FloatToString with 16 digits behind the point for Dbl and 7 for Flt.
  * dstSize, as a plain number, must be above 30; the caller owes the room of the line below, all of which the function may
- * write. Returns 0 with the characters before the terminator in *outLen, or -1 with nothing written for a null src or dst, a
+ * write, also behind the terminator. Returns 0 with the characters before the terminator in *outLen, or -1 with nothing written for a null src or dst, a
  * dstSize of 30 or less, an infinity or a NaN.
  *
  * From text: as wcstod reads it (C99, 7.24.4.1.1), in the calling thread's numeric locale: white space, a sign, then a
@@ -340,11 +355,12 @@ ZEMT_API int32_t FloatToString(double value, wchar_t *dst, int16_t digits) ZEMT_
  * "0", underflow), infinite or not a number. *outLen is never written and may be null, like srcLen and parms.
  */
 
+#define ZEMT_ROOM_DBL 25 /* sign, 17 digits, point, 'E', sign and 3 digits of exponent, terminator */
+#define ZEMT_ROOM_FLT 15 /* sign, 8 digits, point, 'E', sign and 2 digits of exponent, terminator */
+
 /*                        name                                     room at dst */
-ZEMT_API ZEMTConversion ZEMTCnvDblToWVarcharSz ZEMT_NONNULL(5); /* 25 wide characters = sign, 17 digits, point, 'E', sign
-                                                                   and 3 digits of exponent, NUL */
-ZEMT_API ZEMTConversion ZEMTCnvFltToWVarcharSz ZEMT_NONNULL(5); /* 15 wide characters = sign, 8 digits, point, 'E', sign
-                                                                   and 2 digits of exponent, NUL */
+ZEMT_API ZEMTConversion ZEMTCnvDblToWVarcharSz ZEMT_NONNULL(5); /* ZEMT_ROOM_DBL wide characters */
+ZEMT_API ZEMTConversion ZEMTCnvFltToWVarcharSz ZEMT_NONNULL(5); /* ZEMT_ROOM_FLT wide characters */
 ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToDbl;                 /*  8 bytes */
 ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToFlt;                 /*  4 bytes */
 
@@ -356,9 +372,10 @@ ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToFlt;                 /*  4 bytes */
  * one digit more than P, which is read and written like the others. Signs are not carried: 0xC is written, and what is read
  * is ignored; so is the place of a decimal point. dstSize is not consulted. Nothing is allocated.
  *
- * To text: the digits without leading zeros, zero being the empty text. The caller owes room for 2B characters, all of which
- * the function may write. *outLen receives the characters before the terminator, a *srcLen of 0 receives B. At a digit above
- * 9 the status is -1, with the digits before it terminated in dst and both lengths written.
+ * To text: the digits without leading zeros, zero being the empty text. Nothing is written behind the terminator; 2B
+ * characters hold any text. *outLen receives the characters before the terminator, a *srcLen of 0 receives B. At a digit
+ * above 9 the status is -1, with the digits before it terminated in dst and both lengths written, and nothing depends on
+ * what stands behind that digit's byte: where a precision is larger than the field, the field's sign ends it.
  *
  * From text: up to 2B - 1 digits, put at the right end of the field behind zeros. Characters are not checked; each leaves
  * its low four bits. *outLen receives B and a *srcLen of 0 the bytes of the text (4 a wide character). A longer text gives
@@ -366,6 +383,9 @@ ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToFlt;                 /*  4 bytes */
  *
  * A negative precision gives -1 and writes nothing. src, dst, outLen and parms must be valid; srcLen may be null.
  */
+#define ZEMT_SIZE_DEC_KEST(precision) ((precision) / 2 + 1)               /* bytes of a field: B */
+#define ZEMT_ROOM_DEC_KEST(precision) (2 * ZEMT_SIZE_DEC_KEST(precision)) /* characters for any text, terminator included */
+
 ZEMT_API ZEMTConversion ZEMTCnvDecKestToVarcharSz ZEMT_NONNULL(1, 3, 5, 6);
 ZEMT_API ZEMTConversion ZEMTCnvDecKestToWVarcharSz ZEMT_NONNULL(1, 3, 5, 6);
 ZEMT_API ZEMTConversion ZEMTCnvVarcharSzToDecKest ZEMT_NONNULL(1, 3, 5, 6);
@@ -388,16 +408,19 @@ ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToDecKest ZEMT_NONNULL(1, 3, 5, 6);
  *
  * To text: *srcLen receives the size of the VARNUM, *outLen the characters before the terminator. No digit is dropped or
  * rounded; no zero stands before the point, and behind it the digits stand in pairs: ".50", "1.50", "100". Zero is "0".
- * The caller owes room for 170 characters, all of which the function may write. Returns 0, or -1 with 0 in *outLen and
- * nothing written to dst: a negative number, a length byte of 0 or above 21, a single byte other than 0x80, a digit byte
+ * ZEMT_ROOM_ORA_VARNUM characters hold any text; nothing is written behind the terminator. Returns 0, or -1 with 0 in *outLen
+ * and nothing written to dst: a negative number, a length byte of 0 or above 21, a single byte other than 0x80, a digit byte
  * outside 1..100. No more than the bytes that the length byte counts are read, and no more than 21.
  *
  * From text: *srcLen receives the characters of the text (also of wide text; as a signed 16-bit number, which no number that
- * is read exceeds), *outLen the size of the VARNUM; dst has 22 bytes, of which only those of the value are written. Digits
+ * is read exceeds), *outLen the size of the VARNUM; dst has ZEMT_SIZE_ORA_VARNUM bytes, of which only those of the value are written. Digits
  * behind the 20th to the base 100 are dropped, not rounded, and what lies below 100^-65 is zero; neither is reported. A null
  * or empty text, and a point alone, are zero. Returns 0, or -1 with dst and *outLen untouched: any other character or a
  * second point, more than 266 digits, an exponent above 62.
  */
+#define ZEMT_SIZE_ORA_VARNUM 22  /* length byte, exponent and 20 digits */
+#define ZEMT_ROOM_ORA_VARNUM 170 /* a point, 168 digits of a fraction, terminator */
+
 ZEMT_API ZEMTConversion ZEMTCnvOraVarnumToVarcharSz_Unsigned ZEMT_NONNULL(1, 2, 3, 5);
 ZEMT_API ZEMTConversion ZEMTCnvOraVarnumToWVarcharSz_Unsigned ZEMT_NONNULL(1, 2, 3, 5);
 ZEMT_API ZEMTConversion ZEMTCnvVarcharSz_UnsignedToOraVarnum ZEMT_NONNULL(2, 3, 5);
@@ -405,7 +428,7 @@ ZEMT_API ZEMTConversion ZEMTCnvWVarcharSz_UnsignedToOraVarnum ZEMT_NONNULL(2, 3,
 
 /*
  * Builds a VARNUM of either sign ('+' or '-') from count digits to the base 100, the most significant first: their integer
- * times 10^-scale. What does not fit is dropped as above. dst has 22 bytes. The function may change the count bytes at
+ * times 10^-scale. What does not fit is dropped as above. dst has ZEMT_SIZE_ORA_VARNUM bytes. The function may change the count bytes at
  * digits, which concurrent calls must not share. Returns 0, or -1 with nothing written to dst: another sign, a count above
  * 133, an exponent above 62. A count below 1 is zero.
  */
@@ -550,9 +573,10 @@ ZEMT_API int32_t ZEMTTSToWVarcharSz(wchar_t *dst, int32_t size, const ZEMTFmtIte
  * Into WVarcharSz the text is written in place: here dstSize counts the terminator too. -1 where it does not fit. Allocates
  * nothing.
  *
- * Into the other layouts the text goes through one heap block of formatLength * 16 + 1 wide characters and the WVarcharSz
- * conversion of section 5 to that layout, whose room, *outLen and statuses hold (also parms->skipTranscode). -1 where the
- * block cannot be had, before the record is checked, and where the text does not fit it (a formatLength below 1 fits none).
+ * Into the other layouts the text goes through a scratch of formatLength * 16 + 1 wide characters and the WVarcharSz
+ * conversion of section 5 to that layout, whose room, *outLen and statuses hold (also parms->skipTranscode). The scratch is
+ * on the stack (2 KiB) for formats of up to 31 characters, one heap block for longer ones. -1 where the block cannot be had,
+ * before the record is checked, and where the text does not fit it (a formatLength below 1 fits none).
  *
  * A null src, dst, parms, dateFormat or list: -1. srcLen is neither read nor written.
  */

@@ -28,7 +28,8 @@ void read_packed(int precision, const std::wstring &nibbles, size_t i)
     const auto length = static_cast<int32_t>(text.size()), size = static_cast<int32_t>(nibbles.size() / 2);
     for (const size_t unit : {1u, 4u}) {
         auto *const convert = unit == 1 ? ZEMTCnvDecKestToVarcharSz : ZEMTCnvDecKestToWVarcharSz;
-        expect_call(convert, paired(nibbles, 16), nibbles.size() * unit, 0, &parms, i,
+        // No byte behind the first that has another nibble is looked at.
+        expect_call(convert, paired(nibbles, 16).substr(0, places / 2 + 1), (text.size() + 1) * unit, 0, &parms, i,
                     {places + 1 == nibbles.size() ? 0 : -1, spelled(text + L'\0', unit), length, size});
     }
 }
@@ -38,7 +39,7 @@ void write_packed(int precision, const std::wstring &text, size_t i)
 {
     SCOPED_TRACE(precision);
     const ZEMTCnvParms parms{{}, precision, 0, 0, 0, nullptr};
-    const size_t size = static_cast<size_t>(precision + 2) / 2;
+    const auto size = static_cast<size_t>(ZEMT_SIZE_DEC_KEST(precision));
     std::wstring nibbles(2 * size - std::min(2 * size, text.size() + 1), '0');
     for (const wchar_t character : text) nibbles += L"0123456789ABCDEF"[character & 15];
     for (const size_t unit : {1u, 4u}) {
@@ -52,8 +53,8 @@ void write_packed(int precision, const std::wstring &text, size_t i)
 TEST(Packed, ReadsAndWritesEveryPrecision)
 {
     Random random(41);
-    std::vector<int> precisions = {63, 64, 99, 100, 999, 1000, 2001};
-    for (int precision = 0; precision <= 38; ++precision) precisions.push_back(precision);
+    std::vector<int> precisions = {63, 64, 100, 999, 2000};
+    for (int precision = 0; precision <= 62; ++precision) precisions.push_back(precision);
     for (const int precision : precisions) {
         const size_t places = static_cast<size_t>(precision) / 2 * 2 + 1, step = precision > 100 ? 97 : 1;
         for (size_t i = 0; i < 6 * places + 60; i += step) {
@@ -117,11 +118,11 @@ void read_varnum(const std::string &bytes, const std::wstring &text, bool refuse
 {
     for (const size_t unit : {1u, 4u}) {
         auto *const convert = unit == 1 ? ZEMTCnvOraVarnumToVarcharSz_Unsigned : ZEMTCnvOraVarnumToWVarcharSz_Unsigned;
-        Outcome wanted{0, spelled(text + L'\0', unit), static_cast<int32_t>(text.size()), static_cast<uint8_t>(bytes[0]) + 1};
-        if (refused) wanted = {-1, "", 0, wanted.source_length};
-        Outcome got = call(convert, bytes, bytes.size() % 3 * 7, 170 * unit, 0, nullptr, bytes.size() % 2);
-        if (!refused) got.value.resize(wanted.value.size(), pattern);  // what stands behind the terminator is open
-        EXPECT_EQ(got, wanted) << PrintToString(bytes);
+        const int32_t length = static_cast<uint8_t>(bytes[0]) + 1;
+        Outcome wanted{0, spelled(text + L'\0', unit), static_cast<int32_t>(text.size()), length};
+        if (refused) wanted = {-1, "", 0, length};
+        const size_t room = refused ? 0 : unit * (text.size() + 1);
+        EXPECT_EQ(call(convert, bytes, bytes.size() % 3 * 7, room, 0, nullptr, bytes.size()), wanted) << PrintToString(bytes);
     }
 }
 
@@ -129,11 +130,11 @@ void write_varnum(std::wstring text)
 {
     for (const size_t unit : {4u, 1u}) {
         auto *const convert = unit == 1 ? ZEMTCnvVarcharSz_UnsignedToOraVarnum : ZEMTCnvWVarcharSz_UnsignedToOraVarnum;
-        const auto length = static_cast<int32_t>(text.size()), cell = text.empty() ? 7 : length;
+        const auto length = static_cast<int32_t>(text.size()), cell = text.empty() ? 7 : static_cast<int16_t>(length);
         const auto points = std::count(text.begin(), text.end(), '.');
         const bool refused = text.find_first_not_of(L"0123456789.") != text.npos || points > 1 || length - points > 266;
         const std::string bytes = refused ? "" : varnum(text);
-        EXPECT_EQ(call(convert, spelled(text + L'\0', unit), 7, 22, 0, nullptr, text.size() % 2),
+        EXPECT_EQ(call(convert, spelled(text + L'\0', unit), 7, ZEMT_SIZE_ORA_VARNUM, 0, nullptr, text.size()),
                   (bytes.empty() ? Outcome{-1, "", kept, cell} : Outcome{0, bytes, static_cast<int32_t>(bytes.size()), cell}))
             << PrintToString(text);
         for (wchar_t &character : text) character &= 0xFF;
@@ -154,9 +155,11 @@ TEST(Varnum, ReadsAndWritesTheEdges)
     // clang-format on
     for (const auto &[text, bytes] : rows) {
         EXPECT_EQ(varnum(text), bytes);
+        EXPECT_LT(text.size(), size_t{ZEMT_ROOM_ORA_VARNUM});
         write_varnum(text);
         read_varnum(bytes, text);
     }
+    write_varnum(std::wstring(40000, '1'));
     for (const wchar_t *const text : {L"", L".", L"0.0", L"5.", L"..", L"1.2.3", L"-1", L"1 ", L"1e5"}) write_varnum(text);
     for (const size_t zeros : {124u, 125u, 126u, 127u, 129u, 130u, 131u, 265u, 266u, 1000u}) {
         for (const wchar_t *const text : {L"1", L"99", L".", L"0"}) write_varnum(text + std::wstring(zeros, '0'));
@@ -184,7 +187,6 @@ TEST(Varnum, ReadsAndWritesEveryExponentWithAnyDigits)
         std::string bytes = {static_cast<char>(digits.size() / 2 + 1), static_cast<char>(193 + exponent)};
         std::wstring text = text_of(digits, exponent);
         read_varnum(bytes += paired(digits, 10, 1), text);
-        EXPECT_TRUE(digits.starts_with(L"00") || digits.ends_with(L"00") || varnum(text) == bytes) << PrintToString(text);
         write_varnum(text);
         write_varnum(text + random_digits(random, random() % 9));
         write_varnum(std::wstring(random() % 9, '0') + text);
@@ -210,7 +212,7 @@ void build(const std::wstring &digits, int count, int scale, char sign)
     number.insert(0, places - std::min(places, number.size()), '0').append(static_cast<size_t>(std::max(-scale, 0)), '0');
     const std::string bytes = refused ? "" : varnum(number.insert(number.size() - places, 1, '.'), sign == '-');
     auto *const held = const_cast<uint8_t *>(sources.hold<uint8_t>(paired(digits, 10)));
-    char *const dst = destinations.offer(22, digits.size() / 2 % 2);
+    char *const dst = destinations.offer(ZEMT_SIZE_ORA_VARNUM, digits.size() / 2);
     Outcome got{ConvertBCDToOraVarNum(dst, held, static_cast<int16_t>(count), static_cast<int16_t>(scale), sign)};
     got.value = destinations.found();
     EXPECT_EQ(got, (Outcome{bytes.empty() ? -1 : 0, bytes})) << PrintToString(digits) << ", " << scale << ", " << sign;
@@ -222,7 +224,7 @@ TEST(Varnum, IsBuiltFromDigitsOfEitherSign)
     EXPECT_EQ(varnum(L"1", true), "\x03\x3E\x64\x66");
     EXPECT_EQ(varnum(L"12.34", true), "\x04\x3E\x59\x43\x66");
     Random random(32);
-    for (int i = 0; i < 135 * 150; ++i) {
+    for (int i = 0; i < 135 * 40; ++i) {
         const int ends[] = {INT16_MIN, INT16_MIN + 1, INT16_MAX - 1, INT16_MAX}, count = i % 135;
         std::wstring digits = random_digits(random, static_cast<size_t>(2 * count));
         if (i % 4 > 0) std::fill_n(digits.begin(), random() % (digits.size() + 1), '0');

@@ -40,7 +40,7 @@ TEST(Formatting, ChecksTheComponentsOfTheMode)
         {at(-1, 1, 1, 0, 0, 60), 54, 59, 54}, {at(10000, 1, 1), 54, 0, 54}, {at(1, 13, 40, 99), 56, 57, 56},
         {at(1, 0, 0), 56, 0, 56}, {at(2024, 5, 0), 55, 0, 55}, {at(2024, -1, 1, -1), 56, 57, 56}, {at(400, 2, 29), 0, 0, 0},
         {at(2024, 6, 31, 0, -1), 55, 58, 55}, {at(2024, 9, 31), 55, 0, 55}, {at(2024, 11, 31, 0, 0, -1), 55, 59, 55},
-        {at(1, 1, 31), 0, 0, 0}, {at(1, 7, 32), 55, 0, 55},
+        {at(1, 1, 31), 0, 0, 0}, {at(1800, 2, 29), 55, 0, 55}, {at(1, 7, 32), 55, 0, 55},
     };
     // clang-format on
     const Format format(L"%YYYY");
@@ -56,6 +56,23 @@ TEST(Formatting, ChecksTheComponentsOfTheMode)
     }
     EXPECT_EQ(ZEMTValidateDateTime(nullptr, 3), -1);
 }
+
+// The keywords in the order of their codes, the component that each stands for, how the sample has it, and what a format's kind
+// from 0 to 3 becomes.
+const struct {
+    std::wstring keyword;
+    size_t component;
+    std::wstring text;
+    std::string kinds;
+} keywords[] = {
+    // clang-format off
+    {L"YYYY", 0, L"2024", "1133"}, {L"YY", 0, L"24", "1133"}, {L"MONTH", 1, L"March", "1133"}, {L"MMM", 1, L"Mar", "1133"},
+    {L"MM", 1, L"03", "1133"}, {L"M", 1, L"3", "0123"}, {L"DD", 2, L"05", "1133"}, {L"D", 2, L"5", "0123"},
+    {L"HH24", 3, L"13", "2323"}, {L"HH", 3, L"01", "2323"}, {L"MI", 4, L"07", "2323"}, {L"SS", 5, L"09", "2323"},
+    {L"FFFFFF", 6, L"000450", "3333"}, {L"FFFFF", 6, L"00450", "3333"}, {L"FFFF", 6, L"0450", "3333"},
+    {L"FFF", 6, L"450", "3333"}, {L"FF", 6, L"450", "3333"}, {L"F", 6, L"450", "3333"}, {L"PM", 7, L"", "0123"},
+    // clang-format on
+};
 
 // A list as text: its literals, <code,length,position>, $ for the end, ! for a field that should not have been written.
 std::string listed(const std::wstring &format, int32_t &status, int32_t &kind)
@@ -105,15 +122,18 @@ TEST(Formatting, ParsesFormats)
             EXPECT_EQ(std::pair(status, kind), std::pair(row.status, row.kinds[i])) << row.list << " from " << i;
         }
     }
-    const wchar_t *const keywords[] = {L"YYYY", L"YY", L"MONTH",  L"MMM",   L"MM",   L"M",   L"DD", L"D", L"HH24", L"HH",
-                                       L"MI",   L"SS", L"FFFFFF", L"FFFFF", L"FFFF", L"FFF", L"FF", L"F", L"PM"};
     for (size_t code = 1; code <= std::size(keywords); ++code) {
-        const std::wstring keyword = keywords[code - 1];
+        const auto &[keyword, component, text, kinds] = keywords[code - 1];
         for (unsigned cases = 0; cases < 1u << keyword.size(); ++cases) {
             std::wstring format = L"x%" + keyword;
             for (size_t i = 2; i < format.size(); ++i) format[i] |= (cases << 2 >> i & 1) && format[i] > '9' ? ' ' : 0;
             const std::string item = "<" + std::to_string(code) + "," + std::to_string(keyword.size()) + ",1>";
             EXPECT_EQ(listed(format, status, status), "x" + item + "$");
+        }
+        for (size_t i = 0; i < 4; ++i) {
+            auto kind = static_cast<int32_t>(i);
+            listed(L'%' + keyword, status, kind);
+            EXPECT_EQ(kind, kinds[i] - '0') << code;
         }
     }
     std::vector<ZEMTFmtItem> list(32769);
@@ -166,10 +186,31 @@ TEST(Formatting, WritesTheWantedComponents)
         {L"%PM", 3, L"  "}, {L"%PM%HH24:%MI", 3, L"13:07"}, {L"%PM%HH24%HH", 3, L"1301"}, {L"", 3, L""}, {L"x%YYYY", 0, L"x"},
         {L"%SS.%FFF", 3, L"09.045", at(0, 0, 0, 0, 0, 9, 45)}, {L"%YY/%YYYY", 3, L"-05/-0105", at(-105, 0, 0)},
         {L"%FF|%F", 3, L"1234567|1234567", at(0, 0, 0, 0, 0, 0, 1234567)}, {L"%YYYY/%YY", 3, L"0005/05", at(5, 0, 0)},
-        {L"%DD%MM%YY|", 1, L"050324"}, {L"%YYYYx", 4, L""},
+        {L"%DD%MM%YY|", 1, L"050324"}, {L"%YYYYx", 4, L""}, {L"%YYYY/%MM/%D", 3, L"10000/100/100", at(10000, 100, 100)},
+        {L"%FFFFFF|%FFFF|%FF", 3, L"1000000|1000000|1000000", at(0, 0, 0, 0, 0, 0, 1000000)},
     };
     // clang-format on
     for (const auto &row : rows) format(Format(row.format).list.data(), row.record, row.mode, row.text);
+    // Each keyword completes its component, the last one wanted: the literal behind it is not written.
+    const size_t canonical[] = {0, 4, 6, 8, 10, 11, 12};
+    for (const auto &last : keywords) {
+        for (int32_t mode = 1; mode <= 3; ++mode) {
+            const size_t first = mode == 2 ? 3 : 0, end = mode == 1 ? 3 : mode == 2 ? 6 : 7;
+            if (last.component < first || last.component >= end) continue;
+            std::wstring format_text, text;
+            for (size_t i = first; i < end; ++i) {
+                if (i == last.component) continue;
+                format_text += L'%' + keywords[canonical[i]].keyword;
+                text += keywords[canonical[i]].text;
+            }
+            format(Format(format_text + L'%' + last.keyword + L'!').list.data(), sample, mode, text + last.text);
+        }
+    }
+    EXPECT_EQ(ZEMTTSToWVarcharSz(nullptr, 9, Format(L"x").list.data(), &sample, 3), -1);
+    EXPECT_EQ(ZEMTTSToWVarcharSz(destinations.offer<wchar_t>(8), 2, nullptr, &sample, 3), -1);
+    EXPECT_EQ(ZEMTTSToWVarcharSz(destinations.offer<wchar_t>(8), 2, Format(L"x").list.data(), nullptr, 3), -1);
+    EXPECT_EQ(ZEMTGetStringFromTS(&sample, destinations.offer<wchar_t>(27 * 4), 27, nullptr), 0);
+    EXPECT_EQ(ZEMTGetStringAFromTS(&sample, destinations.offer(27), 27, nullptr), 0);
     const ZEMTFmtItem codes[] = {{'a', 20, 0, 0}, {'b', 22, 0, 0}, {'c', 0, 0, 0}, {0, 21, 0, 0}};
     format(codes, sample, 3, L"abc");
     for (const int month : {0, 13, -1}) {
@@ -208,6 +249,7 @@ TEST(Formatting, WritesRandomRecordsAsThePrinterDoes)
 TEST(Formatting, DeliversEveryLayout)
 {
     Format format(L"%YYYY\x20AC%MM");
+    const Format single(L"!");
     ZEMTDateFormat roomless = format.date_format;
     ZEMTCnvParms no_room{};
     roomless.formatLength = 0;
@@ -228,6 +270,7 @@ TEST(Formatting, DeliversEveryLayout)
             EXPECT_EQ(got, wanted) << &f - formatters << " into " << size;
         }
         EXPECT_EQ(call(f.format, record, 0, 50, 40, &no_room).status, f.deliver == nullptr ? 0 : -1) << &f - formatters;
+        EXPECT_EQ(call(f.format, record, 0, 50, 40, &single.parms).status, 0) << &f - formatters;
         expect_refusals(f.format, record, format.parms, true);
     }
 }

@@ -19,13 +19,13 @@ const struct Writer {
     bool is_short = false;
 } writers[] = {
     // clang-format off
-    {ZEMTCnvTinyIntToWVarcharSz, true, 1, 4, 5}, {ZEMTCnvSmallIntToWVarcharSz, true, 2, 4, 7},
-    {ZEMTCnvIntToWVarcharSz1, true, 4, 4, 12}, {ZEMTCnvLongLongToWVarcharSz, true, 8, 4, 21},
-    {ZEMTCnvTinyUIntToWVarcharSz, false, 1, 4, 4}, {ZEMTCnvSmallUIntToWVarcharSz, false, 2, 4, 6},
-    {ZEMTCnvUIntToWVarcharSz, false, 4, 4, 11}, {ZEMTCnvULONGLONGToWVarcharSz, false, 8, 4, 21},
-    {ZEMTCnvUIntToVarcharSz, false, 4, 1, 11}, {ZEMTCnvULONGLONGToVarcharSz, false, 8, 1, 21},
-    {format_short<ZEMTCnvIntToVarcharSz, char>, true, 4, 1, 12, true},
-    {format_short<ZEMTCnvIntToWVarcharSz, wchar_t>, true, 4, 4, 11, true},
+    {ZEMTCnvTinyIntToWVarcharSz, true, 1, 4, ZEMT_ROOM_TINY_INT}, {ZEMTCnvSmallIntToWVarcharSz, true, 2, 4, ZEMT_ROOM_SMALL_INT},
+    {ZEMTCnvIntToWVarcharSz1, true, 4, 4, ZEMT_ROOM_INT}, {ZEMTCnvLongLongToWVarcharSz, true, 8, 4, ZEMT_ROOM_LONG_LONG},
+    {ZEMTCnvTinyUIntToWVarcharSz, false, 1, 4, ZEMT_ROOM_TINY_UINT}, {ZEMTCnvUIntToWVarcharSz, false, 4, 4, ZEMT_ROOM_UINT},
+    {ZEMTCnvSmallUIntToWVarcharSz, false, 2, 4, ZEMT_ROOM_SMALL_UINT}, {ZEMTCnvUIntToVarcharSz, false, 4, 1, ZEMT_ROOM_UINT},
+    {ZEMTCnvULONGLONGToWVarcharSz, false, 8, 4, ZEMT_ROOM_ULONGLONG}, {ZEMTCnvULONGLONGToVarcharSz, false, 8, 1, ZEMT_ROOM_ULONGLONG},
+    {format_short<ZEMTCnvIntToVarcharSz, char>, true, 4, 1, ZEMT_ROOM_INT, true},
+    {format_short<ZEMTCnvIntToWVarcharSz, wchar_t>, true, 4, 4, ZEMT_ROOM_UINT, true},
     // clang-format on
 };
 
@@ -59,7 +59,7 @@ void write(const Writer &w, int64_t value, size_t i)
     Outcome wanted{0, text + std::string(w.unit, '\0'), static_cast<int32_t>(text.size() / w.unit), w.size};
     if (w.is_short && w.unit == 4 && number[0] < '1') wanted = {27, ""};
     const std::string source = image(value).substr(0, static_cast<size_t>(w.size));
-    expect_call(w.convert, source, w.room * w.unit, 1, nullptr, w.is_short ? 2 : i, wanted);
+    expect_call(w.convert, source, w.room * w.unit, 1, nullptr, w.is_short ? 2 : i, wanted, Behind::Open);
 }
 
 void read(const Reader &r, const std::wstring &text, size_t i)

@@ -54,4 +54,8 @@ check "its objects hold no writable data" \
     "$(readelf -SW "$@" | grep -E ' (\.data|\.bss|\.tdata|\.tbss)[. ]' | awk '{ sub(/^ *\[ *[0-9]+\] */, ""); if ($5 != "000000") print }' |
         grep -vE '^\.data\.rel\.ro')" ""
 
+check "only dates and times in need of a scratch can allocate" \
+    "$(for object in "$@"; do nm -uC "$object" | grep -oE ' (malloc|[a-z]*alloc|operator new.*)$' | sed "s|^|${object##*/}|"; done | sort)" \
+    "$(printf 'formatting.cpp.o malloc\nparsing.cpp.o malloc')"
+
 exit $((failures > 0))

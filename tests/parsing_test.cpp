@@ -106,6 +106,31 @@ TEST(Parsing, ReadsTextUnderAFormat)
     }
 }
 
+// Every keyword reads what it writes, the text goes on behind that, and a literal behind the last code is not sought.
+TEST(Parsing, ReadsEveryKeyword)
+{
+    const std::pair<std::wstring, ZEMTTS> rows[] = {
+        // clang-format off
+        {L"YYYY", at(2024, 0, 0)}, {L"YY", at(24, 0, 0)}, {L"MONTH", at(0, 9, 0)}, {L"MMM", at(0, 9, 0)}, {L"MM", at(0, 9, 0)},
+        {L"DD", at(0, 0, 5)}, {L"HH24", at(0, 0, 0, 13)}, {L"HH", at(0, 0, 0, 1)}, {L"MI", at(0, 0, 0, 0, 7)},
+        {L"SS", at(0, 0, 0, 0, 0, 8)}, {L"FFFFFF", at(0, 0, 0, 0, 0, 0, 123456)}, {L"FFFFF", at(0, 0, 0, 0, 0, 0, 12345)},
+        {L"FFFF", at(0, 0, 0, 0, 0, 0, 1234)}, {L"FFF", at(0, 0, 0, 0, 0, 0, 123)}, {L"FF", at(0, 0, 0, 0, 0, 0, 12)},
+        {L"F", at(0, 0, 0, 0, 0, 0, 1)}, {L"PM", at(0, 0, 0)}, {L"M", at(0, 9, 0)}, {L"D", at(0, 0, 5)},
+        // clang-format on
+    };
+    for (const auto &[keyword, record] : rows) {
+        ZEMTTS wanted = record, ts;
+        wanted.minute = keyword == L"MI" ? 7 : 42;
+        const Format written(L'%' + keyword), read(L'%' + keyword + (keyword == L"MI" ? L"!" : L"%MI!"));
+        wchar_t text[20];
+        EXPECT_EQ(ZEMTTSToWVarcharSz(text, 20, written.list.data(), &record, 3), 0);
+        const int32_t status = ZEMTWVarcharSzToTS(wcscat(text, L"42."), 0, read.list.data(), 1, &ts, 0);
+        EXPECT_EQ((Outcome{status, image(ts)}),
+                  (keyword.size() > 1 || keyword == L"F" ? Outcome{0, image(wanted)} : Outcome{-1, image(ZEMTTS{})}))
+            << PrintToString(keyword);
+    }
+}
+
 TEST(Parsing, ReadsBackWhatIsWritten)
 {
     Random random(4);

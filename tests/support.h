@@ -9,6 +9,7 @@
 #include <cstring>
 #include <optional>
 #include <random>
+#include <span>
 
 #include "zemt.h"
 
@@ -44,45 +45,59 @@ inline std::string unpatterned(std::string bytes)
     return bytes.substr(0, bytes.find_last_not_of(pattern) + 1);
 }
 
-// Memory that ends where an inaccessible page begins.
+// Memory between two inaccessible pages.
 class Fence
 {
 public:
     Fence()
     {
-        void *memory = mmap(nullptr, capacity + 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (memory == MAP_FAILED || mprotect(memory, capacity, PROT_READ | PROT_WRITE) != 0) std::abort();
-        end_ = static_cast<char *>(memory) + capacity;
+        void *memory = mmap(nullptr, capacity + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (memory == MAP_FAILED) std::abort();
+        begin_ = static_cast<char *>(memory) + page;
+        if (mprotect(begin_, capacity, PROT_READ | PROT_WRITE) != 0) std::abort();
     }
 
-    // Room of size bytes under the pattern. A shift of 1 moves it to an odd address, one byte before the fence.
+    // Room of size bytes under the pattern. Places 0 to 3 are as many bytes before the fence behind it, 4 to 7 as many behind
+    // the fence in front.
     template <class Unit = char>
-    Unit *offer(size_t size, size_t shift = 0)
+    Unit *offer(size_t size, size_t place = 0)
     {
-        size_ = size + shift;
+        place %= 8;
+        room_ = {begin_ + (place < 4 ? capacity - size - place : place - 4), size};
+        const auto [first, last] = surroundings();
+        memset(first, pattern, static_cast<size_t>(last - first));
         errno = strange;
-        memset(end_ - size_ - margin, pattern, size_ + margin);
-        return reinterpret_cast<Unit *>(end_ - size_);
+        return reinterpret_cast<Unit *>(room_.data());
     }
 
     template <class Unit = char>
-    const Unit *hold(std::string_view bytes, size_t shift = 0)
+    const Unit *hold(std::string_view bytes, size_t place = 0)
     {
-        return static_cast<const Unit *>(memcpy(offer(bytes.size(), shift), bytes.data(), bytes.size()));
+        return static_cast<const Unit *>(memcpy(offer(bytes.size(), place), bytes.data(), bytes.size()));
     }
 
     // What a call has left in the room offered before it, up to where only the pattern is left.
     std::string found() const
     {
+        const auto [first, last] = surroundings();
         EXPECT_EQ(errno, strange);
-        EXPECT_EQ(std::string(end_ - size_ - margin, margin), std::string(margin, pattern));
-        return unpatterned({end_ - size_, size_});
+        EXPECT_EQ(std::string(first, room_.data()) + std::string(room_.data() + room_.size(), last),
+                  std::string(static_cast<size_t>(last - first) - room_.size(), pattern));
+        return unpatterned({room_.data(), room_.size()});
     }
 
 private:
-    static constexpr size_t capacity = 1 << 18, margin = 32;
-    char *end_ = nullptr;
-    size_t size_ = 0;
+    static constexpr size_t capacity = 1 << 18, page = 4096, margin = 64;
+    std::pair<char *, char *> surroundings() const
+    {
+        char *const at = room_.data();
+        const auto before = std::min<size_t>(margin, static_cast<size_t>(at - begin_));
+        const auto behind = std::min<size_t>(margin, static_cast<size_t>(begin_ + capacity - at) - room_.size());
+        return {at - before, at + room_.size() + behind};
+    }
+
+    char *begin_ = nullptr;
+    std::span<char> room_;
 };
 
 inline Fence sources, destinations;
@@ -102,25 +117,26 @@ inline std::ostream &operator<<(std::ostream &out, const Outcome &o)
 
 // Calls with source and destination at their fences, offering room bytes.
 inline Outcome call(ZEMTConversion *convert, std::string_view source, std::optional<int32_t> source_length, size_t room,
-                    int32_t dst_size, const ZEMTCnvParms *parms = nullptr, size_t shift = 0)
+                    int32_t dst_size, const ZEMTCnvParms *parms = nullptr, size_t place = 0)
 {
     Outcome got{0, "", kept, source_length.value_or(kept)};
-    const char *src = sources.hold(source, shift);
-    char *dst = destinations.offer(room, shift);
+    const char *src = sources.hold(source, place);
+    char *dst = destinations.offer(room, place);
     got.status = convert(src, source_length ? &got.source_length : nullptr, dst, dst_size, &got.out_length, parms);
     got.value = destinations.found();
     return got;
 }
 
-// Calls with another state of the length cell and another address for every i. wanted holds what a cell of 0 becomes. What
-// stands behind a terminator is open, so long as it stands in the room.
+enum class Behind { Untouched, Open };  // what stands behind a terminator
+
+// Calls with another state of the length cell and another address for every i. wanted holds what a cell of 0 becomes.
 inline void expect_call(ZEMTConversion *convert, std::string_view source, size_t room, int32_t dst_size,
-                        const ZEMTCnvParms *parms, size_t i, Outcome wanted)
+                        const ZEMTCnvParms *parms, size_t i, Outcome wanted, Behind behind = Behind::Untouched)
 {
     const std::optional<int32_t> cells[] = {0, 7, std::nullopt}, cell = cells[i % 3];
     if (cell != 0) wanted.source_length = cell.value_or(kept);
-    Outcome got = call(convert, source, cell, room, dst_size, parms, i / 3 % 2);
-    if (wanted.value.ends_with('\0')) got.value.resize(wanted.value.size(), pattern);
+    Outcome got = call(convert, source, cell, room, dst_size, parms, i / 3);
+    if (behind == Behind::Open && wanted.value.ends_with('\0')) got.value.resize(wanted.value.size(), pattern);
     wanted.value = unpatterned(wanted.value);
     EXPECT_EQ(got, wanted) << PrintToString(source);
 }

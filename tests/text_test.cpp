@@ -88,6 +88,7 @@ size_t room_of(const Conversion &c, int32_t dst_size)
 
 void compare(const Conversion &c, std::string text, int32_t dst_size)
 {
+    static size_t place = 0;
     if (c.from == VarcharSz) text = text.c_str();
     if (c.from == WVarcharSz) text.resize(read32(text).first.size() * 4);
     const std::string source = laid_out(c.from, text);
@@ -99,7 +100,7 @@ void compare(const Conversion &c, std::string text, int32_t dst_size)
     } ways[] = {{0, nullptr}, {5, &convert}, {0, &skip}, {std::nullopt, &convert}};
     for (size_t i = 0; i < std::size(ways) && !testing::Test::HasFailure(); ++i) {
         const auto cell = c.report == Input ? static_cast<int32_t>(text.size()) : ways[i].cell;
-        EXPECT_EQ(call(c.convert, source, cell, room_of(c, dst_size), dst_size, ways[i].parms, i % 2),
+        EXPECT_EQ(call(c.convert, source, cell, room_of(c, dst_size), dst_size, ways[i].parms, place++),
                   model(c, text, cell, dst_size, ways[i].parms == &skip))
             << c.name << " of " << PrintToString(source.substr(0, 400)) << ", " << cell.value_or(kept) << " into " << dst_size;
     }
@@ -128,17 +129,26 @@ TEST(Text, FollowsTheModelInEveryRoom)
 
 TEST(Text, FollowsTheModelInEveryLength)
 {
-    std::vector<size_t> lengths = {8191, 8192, 32767, 32768, 40000};
-    for (size_t length = 1; length < 140; ++length) lengths.push_back(length);
+    const std::u32string scripts[] = {U"abcdefghijklmno", U"K\xF6ln \xFC", U"\x43C\x438\x440 \x442", U"\x65E5\x672C",
+                                      U"\x4E2D\x31 \x1F600\x9"};
+    std::vector<size_t> lengths = {129, 200, 8191, 8192, 32767, 32768, 40000};
+    for (size_t length = 1; length <= 70; ++length) lengths.push_back(length);
     for (const Conversion &c : conversions) {
-        for (const size_t length : lengths) {
-            const size_t from = unit_of[c.from];
-            if (has_prefix[c.from] && length * from > 32767) continue;
+        const size_t from = unit_of[c.from], script_count = c.kind == Narrow ? 2 : std::size(scripts);
+        for (size_t i = 0; i < lengths.size() * script_count; ++i) {
+            const size_t length = lengths[i / script_count];
+            const std::u32string &script = scripts[i % script_count];
             std::string text;
-            for (size_t i = 0; i < length; ++i) text += write32(U"abcdefghijklmno"[i % 15]).substr(0, from);
-            const auto needed = static_cast<int32_t>(length * unit_of[c.to]);
+            for (size_t at = 0; at < length; ++at) {
+                const char32_t character = script[at % script.size()];
+                text += from == 1 ? write8(character) : write32(character);
+            }
+            if ((has_prefix[c.from] && text.size() > 32767) || (length > 8192 && i % script_count > 0)) continue;
+            const auto needed =
+                static_cast<int32_t>(c.kind == Transcode && from == 1 ? length * 4 : text.size() / from * unit_of[c.to]);
             for (const int32_t more : {-needed / 2, -1, 0, 1, 2, 6}) compare(c, text, needed + more);
-            text.replace(length * 2 / 3 * from, from, "\x41\0\0\xC3"s.substr(4 - from));  // malformed, or out of range
+            const size_t odd = text.size() / from * 2 / 3 * from;  // malformed, or out of range
+            text.replace(odd, from, from == 1 ? "\xC3" : i % 2 == 0 ? "\x41\0\0\xC3"s : "\x41\1\0\0"s);
             compare(c, text, needed + 6);
         }
     }
@@ -151,9 +161,15 @@ TEST(Text, RefusesNullAndNegative)
         expect_refusals(c.convert, source, {}, false);
         EXPECT_EQ(call(c.convert, source, 4, 0, -1), (Outcome{-1, "", kept, 4})) << c.name;
         if (!has_prefix[c.from] && c.report != Input) continue;
-        const std::optional<int32_t> cell = c.report == Input ? -8 : 0;
-        EXPECT_EQ(call(c.convert, "\xFC\xFF" + source, cell, 40, 32), (Outcome{-1, "", kept, cell.value()})) << c.name;
         EXPECT_EQ(call(c.convert, "\0\0"s, std::nullopt, 40, 32), (Outcome{30})) << c.name;
+        for (int32_t length = -9; length < 0; ++length) {
+            const std::optional<int32_t> cell = c.report == Input ? length : 0;
+            EXPECT_EQ(call(c.convert, image(static_cast<int16_t>(length)) + source, cell, 40, 32),
+                      (Outcome{-1, "", kept, cell.value()}))
+                << c.name << " of " << length;
+        }
+        int32_t nothing = 0, out_length = kept;
+        EXPECT_EQ(c.convert("\0\0", &nothing, nullptr, -1, &out_length, nullptr), 30) << c.name;
     }
 }
 

@@ -1,6 +1,5 @@
 // Date/time records to text: the formatter, its eight conversions, and the texts of fixed shape.
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <type_traits>
@@ -215,15 +214,8 @@ inline int32_t format_in_place(const void *src, void *dst, int32_t dstSize, int3
 // No code reaches this many characters for each of its format.
 constexpr int32_t room_for_format_character = 16;
 
-inline int32_t format_and_deliver(const ZEMTTS &ts, wchar_t *scratch, int32_t room, ZEMTConversion *deliver, void *dst,
-                                  int32_t dstSize, int32_t *outLen, const ZEMTCnvParms *parms)
-{
-    if (const int32_t status = check(ts, ZEMT_KIND_TIMESTAMP); status != ZEMT_RC_OK) return status;
-    const ZEMTFmtItem *const list = parms->dateFormat->formatCodes;
-    const Formatted result = format(bytes(scratch), room, list, ts, ZEMT_KIND_TIMESTAMP);
-    if (result.status != ZEMT_RC_OK) return result.status;
-    return deliver(scratch, nullptr, dst, dstSize, outLen, parms);
-}
+// Formats of up to this many characters are written without heap memory.
+constexpr int32_t longest_on_stack = 31;
 
 inline int32_t format_through(ZEMTConversion *deliver, const void *src, void *dst, int32_t dstSize, int32_t *outLen,
                               const ZEMTCnvParms *parms)
@@ -231,12 +223,14 @@ inline int32_t format_through(ZEMTConversion *deliver, const void *src, void *ds
     const ZEMTDateFormat *const date_format = date_format_of(parms);
     if (src == nullptr || dst == nullptr || date_format == nullptr) return ZEMT_RC_ERROR;
     const int64_t room = int64_t{std::max(date_format->formatLength, 0)} * room_for_format_character;
-    auto *const scratch = static_cast<wchar_t *>(allocate(static_cast<size_t>(room + 1) * sizeof(wchar_t)));
-    if (scratch == nullptr) return ZEMT_RC_ERROR;
+    Scratch<wchar_t, size_t{longest_on_stack * room_for_format_character + 1}> scratch(static_cast<size_t>(room + 1));
+    if (scratch.items() == nullptr) return ZEMT_RC_ERROR;
+    const ZEMTTS ts = widened<ZEMTTS>(src);
+    if (const int32_t status = check(ts, ZEMT_KIND_TIMESTAMP); status != ZEMT_RC_OK) return status;
     const auto size = static_cast<int32_t>(std::min<int64_t>(room, INT32_MAX));
-    const int32_t status = format_and_deliver(widened<ZEMTTS>(src), scratch, size, deliver, dst, dstSize, outLen, parms);
-    std::free(scratch);
-    return status;
+    const Formatted result = format(bytes(scratch.items()), size, date_format->formatCodes, ts, ZEMT_KIND_TIMESTAMP);
+    if (result.status != ZEMT_RC_OK) return result.status;
+    return deliver(scratch.items(), nullptr, dst, dstSize, outLen, parms);
 }
 
 // ---- The fixed shape ---------------------------------------------------------------------------------------------------------
@@ -273,29 +267,14 @@ int32_t ZEMTTSToWVarcharSz(wchar_t *dst, int32_t size, const ZEMTFmtItem *list, 
     return format(bytes(dst), size, list, *ts, mode).status;
 }
 
-#define IN_PLACE(name, Record, kind)                                                                                           \
-    ZEMT_COMMON_FORM(name)                                                                                                     \
-    {                                                                                                                          \
-        return format_in_place<Record, kind>(src, dst, dstSize, outLen, parms);                                                \
-    }
-#define THROUGH(name, deliver)                                                                                                 \
-    ZEMT_COMMON_FORM(name)                                                                                                     \
-    {                                                                                                                          \
-        return format_through(deliver, src, dst, dstSize, outLen, parms);                                                      \
-    }
-
-// clang-format off
-//       exported name                record    kind
-IN_PLACE(ZEMTCnvZEMTDateToWVarcharSz, ZEMTDate, ZEMT_KIND_DATE)
-IN_PLACE(ZEMTCnvZEMTTimeToWVarcharSz, ZEMTTime, ZEMT_KIND_TIME)
-IN_PLACE(ZEMTCnvZEMTTSToWVarcharSz,   ZEMTTS,   ZEMT_KIND_TIMESTAMP)
-//       exported name                delivered by
-THROUGH (ZEMTCnvZEMTTSToWchar,        ZEMTCnvWVarcharSzToWChar)
-THROUGH (ZEMTCnvZEMTTSToWVarchar,     ZEMTCnvWVarcharSzToWVarchar)
-THROUGH (ZEMTCnvZEMTTSToChar,         ZEMTCnvWVarcharSzToChar)
-THROUGH (ZEMTCnvZEMTTSToVarchar,      ZEMTCnvWVarcharSzToVarchar)
-THROUGH (ZEMTCnvZEMTTSToVarcharSz,    ZEMTCnvWVarcharSzToVarcharSz)
-// clang-format on
+ZEMT_ROW(ZEMTCnvZEMTDateToWVarcharSz, format_in_place<ZEMTDate, ZEMT_KIND_DATE>(src, dst, dstSize, outLen, parms))
+ZEMT_ROW(ZEMTCnvZEMTTimeToWVarcharSz, format_in_place<ZEMTTime, ZEMT_KIND_TIME>(src, dst, dstSize, outLen, parms))
+ZEMT_ROW(ZEMTCnvZEMTTSToWVarcharSz, format_in_place<ZEMTTS, ZEMT_KIND_TIMESTAMP>(src, dst, dstSize, outLen, parms))
+ZEMT_ROW(ZEMTCnvZEMTTSToWchar, format_through(ZEMTCnvWVarcharSzToWChar, src, dst, dstSize, outLen, parms))
+ZEMT_ROW(ZEMTCnvZEMTTSToWVarchar, format_through(ZEMTCnvWVarcharSzToWVarchar, src, dst, dstSize, outLen, parms))
+ZEMT_ROW(ZEMTCnvZEMTTSToChar, format_through(ZEMTCnvWVarcharSzToChar, src, dst, dstSize, outLen, parms))
+ZEMT_ROW(ZEMTCnvZEMTTSToVarchar, format_through(ZEMTCnvWVarcharSzToVarchar, src, dst, dstSize, outLen, parms))
+ZEMT_ROW(ZEMTCnvZEMTTSToVarcharSz, format_through(ZEMTCnvWVarcharSzToVarcharSz, src, dst, dstSize, outLen, parms))
 
 int32_t ZEMTGetStringFromTS(const ZEMTTS *ts, wchar_t *buf, int32_t size, int32_t *outLen) noexcept
 {

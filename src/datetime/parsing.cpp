@@ -1,9 +1,10 @@
-// Text to date/time records: the literal matcher, the parser, and its conversions.
+// Text to date/time records: the parser and its conversions.
 #include <cstring>
 #include <cwchar>
 #include <type_traits>
 
 #include "format_language.h"
+#include "literals.h"
 #include "scratch.h"
 #include "text/calling_form.h"
 #include "text/layouts.h"
@@ -11,75 +12,6 @@
 
 namespace zemt {
 namespace {
-
-// Wide text up to its terminator, at any address. A character is read only where the one before it is not the terminator.
-class Text
-{
-public:
-    explicit Text(const void *at) : at_(bytes(at)) {}
-
-    const char *at() const { return at_; }
-    wchar_t operator[](int64_t index) const { return load<wchar_t>(at_ + index * 4); }
-    bool ended() const { return (*this)[0] == L'\0'; }
-    void skip(int64_t characters) { at_ += characters * 4; }
-
-    // Characters before the terminator, count at most.
-    int32_t characters_up_to(int32_t count) const
-    {
-        int32_t found = 0;
-        while (found < count && (*this)[found] != L'\0') ++found;
-        return found;
-    }
-
-private:
-    const char *at_;
-};
-
-// ---- Literals ----------------------------------------------------------------------------------------------------------------
-
-// Literal entries of a list, one after the other. A 0 character among them ends the run, as it would end a text.
-struct Run {
-    const ZEMTFmtItem *first;
-    const ZEMTFmtItem *end;
-};
-
-inline Run run_at(const ZEMTFmtItem *entry)
-{
-    const ZEMTFmtItem *const first = entry;
-    while (entry->code == ZEMT_FMT_LITERAL && entry->ch != L'\0') ++entry;
-    return {first, entry};
-}
-
-inline bool stands_at(Text text, Run run)
-{
-    for (const ZEMTFmtItem *entry = run.first; entry != run.end; ++entry, text.skip(1)) {
-        if (text[0] != entry->ch) return false;  // also at the text's terminator, which no entry of a run equals
-    }
-    return true;
-}
-
-// Moves text behind the first occurrence of a run in it; false where it has none.
-inline bool find_behind(Text &text, Run run)
-{
-    for (Text candidate = text;; candidate.skip(1)) {
-        if (stands_at(candidate, run)) {
-            candidate.skip(run.end - run.first);
-            text = candidate;
-            return true;
-        }
-        if (candidate.ended()) return false;
-    }
-}
-
-// Moves entry to the next code and text behind the literals before it.
-__attribute__((noinline)) int32_t next_code(const ZEMTFmtItem *&entry, Text &text)
-{
-    const Run run = run_at(entry);
-    entry = run.end;
-    while (entry->code == ZEMT_FMT_LITERAL) ++entry;
-    if (entry->code == ZEMT_FMT_END) return ZEMT_RC_END_OF_FORMAT;
-    return find_behind(text, run) ? ZEMT_RC_OK : ZEMT_RC_ERROR;
-}
 
 // ---- The parser --------------------------------------------------------------------------------------------------------------
 
@@ -342,7 +274,8 @@ inline int32_t parse_narrow(Source source, int32_t *srcLen, void *dst, int32_t *
 }
 
 // Parses wide text that has no terminator: a copy of it has.
-inline int32_t parse_copy(Source source, void *dst, int32_t *outLen, const ZEMTCnvParms *parms)
+inline int32_t parse_copy(Source source, int32_t *srcLen, int32_t reported, void *dst, int32_t *outLen,
+                          const ZEMTCnvParms *parms)
 {
     if (source.status != ZEMT_RC_OK) return source.status;
     TextScratch scratch(static_cast<size_t>(source.length) + 1);
@@ -351,7 +284,9 @@ inline int32_t parse_copy(Source source, void *dst, int32_t *outLen, const ZEMTC
     std::memcpy(characters, source.at, static_cast<size_t>(source.length) * 4);
     characters[source.length] = L'\0';
     Text text(characters);
-    return parse_and_deliver<ZEMTTS>(text, dst, outLen, *parms->dateFormat);
+    const int32_t status = parse_and_deliver<ZEMTTS>(text, dst, outLen, *parms->dateFormat);
+    if (status == ZEMT_RC_OK) report_source_length(srcLen, reported);
+    return status;
 }
 
 // Parses wide text where it stands. Its length, if asked for, is counted from where the parser left it.
@@ -397,56 +332,17 @@ int32_t ZEMTWVarcharSzToTS(const wchar_t *text, int32_t, const ZEMTFmtItem *form
     return parsed.status;
 }
 
-ZEMT_COMMON_FORM(ZEMTCnvDateTimeCharToZEMTTS)
-{
-    if (lacks_argument(src, dst, parms)) return ZEMT_RC_ERROR;
-    return parse_narrow<Reported::Nothing>(source_of(*srcLen, src), srcLen, dst, outLen, parms);
-}
+#define PARSER(name, ...) ZEMT_ROW(name, lacks_argument(src, dst, parms) ? ZEMT_RC_ERROR : __VA_ARGS__)
 
-ZEMT_COMMON_FORM(ZEMTCnvDateTimeVarcharToZEMTTS)
-{
-    if (lacks_argument(src, dst, parms)) return ZEMT_RC_ERROR;
-    return parse_narrow<Reported::OnceRead>(prefixed_source(src, 1), srcLen, dst, outLen, parms);
-}
-
-ZEMT_COMMON_FORM(ZEMTCnvDateTimeSzToZEMTTS)
-{
-    if (lacks_argument(src, dst, parms)) return ZEMT_RC_ERROR;
-    const Source source = source_of(terminated_length<char>(bytes(src)), src);
-    return parse_narrow<Reported::OnSuccess>(source, srcLen, dst, outLen, parms);
-}
-
-ZEMT_COMMON_FORM(ZEMTCnvDateTimeWcharToZEMTTS)
-{
-    if (lacks_argument(src, dst, parms)) return ZEMT_RC_ERROR;
-    return parse_copy(source_of(*srcLen, src), dst, outLen, parms);
-}
-
-ZEMT_COMMON_FORM(ZEMTCnvDateTimeWVarcharToZEMTTS)
-{
-    if (lacks_argument(src, dst, parms)) return ZEMT_RC_ERROR;
-    const int32_t status = parse_copy(prefixed_source(src, 4), dst, outLen, parms);
-    if (status == ZEMT_RC_OK) report_source_length(srcLen, load<int16_t>(src));
-    return status;
-}
-
-ZEMT_COMMON_FORM(ZEMTCnvDateTimeWSzToZEMTTS)
-{
-    if (lacks_argument(src, dst, parms)) return ZEMT_RC_ERROR;
-    return parse_in_place<ZEMTTS>(src, srcLen, dst, outLen, parms);
-}
-
-ZEMT_COMMON_FORM(ZEMTCnvDateTimeWSzToZEMTDate)
-{
-    if (lacks_argument(src, dst, parms)) return ZEMT_RC_ERROR;
-    return parse_in_place<ZEMTDate>(src, srcLen, dst, outLen, parms);
-}
-
-ZEMT_COMMON_FORM(ZEMTCnvDateTimeWSzToZEMTTime)
-{
-    if (lacks_argument(src, dst, parms)) return ZEMT_RC_ERROR;
-    return parse_in_place<ZEMTTime>(src, srcLen, dst, outLen, parms);
-}
+PARSER(ZEMTCnvDateTimeCharToZEMTTS, parse_narrow<Reported::Nothing>(source_of(*srcLen, src), srcLen, dst, outLen, parms))
+PARSER(ZEMTCnvDateTimeVarcharToZEMTTS, parse_narrow<Reported::OnceRead>(prefixed_source(src, 1), srcLen, dst, outLen, parms))
+PARSER(ZEMTCnvDateTimeSzToZEMTTS,
+       parse_narrow<Reported::OnSuccess>(source_of(terminated_length<char>(bytes(src)), src), srcLen, dst, outLen, parms))
+PARSER(ZEMTCnvDateTimeWcharToZEMTTS, parse_copy(source_of(*srcLen, src), nullptr, 0, dst, outLen, parms))
+PARSER(ZEMTCnvDateTimeWVarcharToZEMTTS, parse_copy(prefixed_source(src, 4), srcLen, load<int16_t>(src), dst, outLen, parms))
+PARSER(ZEMTCnvDateTimeWSzToZEMTTS, parse_in_place<ZEMTTS>(src, srcLen, dst, outLen, parms))
+PARSER(ZEMTCnvDateTimeWSzToZEMTDate, parse_in_place<ZEMTDate>(src, srcLen, dst, outLen, parms))
+PARSER(ZEMTCnvDateTimeWSzToZEMTTime, parse_in_place<ZEMTTime>(src, srcLen, dst, outLen, parms))
 
 int32_t ZEMTDateCharToDate(const char *text, ZEMTDate *date) noexcept
 {

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <bit>
 
+#include "decimal_masks.h"
 #include "text/calling_form.h"
 #include "text/digits.h"
 #include "text/layouts.h"
@@ -65,61 +66,29 @@ inline bool are_digits(const uint8_t *stored, int count)
 
 // Writes the text of digits as they are stored, without terminator, and returns its end; null where one is no digit.
 template <typename Unit>
-[[gnu::noinline]] inline char *write_any(char *dst, const uint8_t *digits, int count, int exponent)
+[[gnu::noinline]] inline char *write_number_text(char *dst, const uint8_t *digits, int count, int exponent)
 {
     return are_digits(digits, count) ? write_decimal<Unit>(dst, digits, count, exponent) : nullptr;
 }
 
-// 24 bytes: a number's digits and zeros behind them.
-struct Digits {
-    Lanes first, second;
-};
-
-inline Digits load_digits(const uint8_t *stored, int count)
-{
-    const char *const at = bytes(static_cast<const void *>(stored));
-    if (count < 8) return {lanes(load_up_to_8(at, count), 0), Lanes{}};
-    const auto word = [=](int index) { return word_at(index, count, [at](int start) { return load<uint64_t>(at + start); }); };
-    return {lanes(word(0), word(8)), lanes(word(16), 0)};
-}
-
-// The same for a number whose point stands in or next to its digits, without a branch on any of that: the digits move down by
-// one place where the first is 0, and up by one from the point on. Overwrites 48 positions.
+#if ZEMT_X86_64
+// The same for a number whose point stands in or next to its digits, without a branch on any of that, and with its terminator.
 template <typename Unit>
-inline char *write_usual(char *dst, const uint8_t *stored, int count, int exponent)
+[[gnu::noinline]] ZEMT_BYTE_MASKS inline int32_t write_by_masks(char *dst, const uint8_t *stored, int count, int exponent,
+                                                                int32_t *outLen)
 {
-    const Digits digits = load_digits(stored, count);
-    const auto strangers = [](Lanes part) {
-        const auto value = std::bit_cast<Bytes16>(part);
-        return mask_zero(value) | mask_from(value, 101);
-    };
-    if (((strangers(digits.first) | strangers(digits.second) << 16) & ((1u << count) - 1)) != 0) return nullptr;
-
-    const Lanes first = subtract_to_zero(digits.first, 1);
-    const Lanes second = subtract_to_zero(digits.second, 1);
+    const __m256i digits = _mm256_maskz_loadu_epi8(static_cast<__mmask32>(first_of_64(count)), stored);
+    const __m256i values = _mm256_sub_epi8(digits, _mm256_set1_epi8(1));
+    if (_mm256_cmple_epu8_mask(values, _mm256_set1_epi8(99)) != first_of_64(count)) return ZEMT_RC_ERROR;
     const int dropped = exponent >= 0 && stored[0] <= 10 ? 1 : 0;
     const int integers = 2 * (exponent + 1) - dropped;
     const bool has_point = exponent + 1 < count;
-
-    const Lanes is_dropped = all_lanes(static_cast<uint8_t>(-dropped));
-    const auto drop = [=](Lanes value, Lanes next) { return choose(is_dropped, move_down(value, next), value); };
-    const Lanes a = split_pairs(low_half(first)) + '0';
-    const Lanes b = split_pairs(high_half(first)) + '0';
-    const Lanes c = split_pairs(low_half(second)) + '0';
-    const Lanes x = drop(a, b);
-    const Lanes y = drop(b, c);
-    const Lanes z = drop(c, c);
-
-    const Lanes point = all_lanes(static_cast<uint8_t>(has_point ? integers : 64));
-    const auto insert = [=](int start, Lanes previous, Lanes value) {
-        const Lanes place = places(start);
-        return choose(place < point, value, choose(place == point, all_lanes('.'), move_up(previous, value)));
-    };
-    widen16<Unit>(dst, std::bit_cast<Bytes16>(insert(0, x, x)));
-    widen16<Unit>(unit_place<Unit>(dst, 16), std::bit_cast<Bytes16>(insert(16, x, y)));
-    widen16<Unit>(unit_place<Unit>(dst, 32), std::bit_cast<Bytes16>(insert(32, y, z)));
-    return unit_place<Unit>(dst, has_point ? 2 * count - dropped + 1 : integers);
+    const int length = has_point ? 2 * count - dropped + 1 : integers;
+    *outLen = length;
+    store_decimal<Unit>(dst, values, count, dropped, has_point ? integers : 63, length);
+    return ZEMT_RC_OK;
 }
+#endif
 
 template <typename Unit>
 inline int32_t varnum_to_text(const void *src, int32_t *srcLen, void *dst, int32_t *outLen)
@@ -133,14 +102,18 @@ inline int32_t varnum_to_text(const void *src, int32_t *srcLen, void *dst, int32
     const int count = length - 1;
     const int exponent = varnum[1] - positive_bias;
     if (exponent < least_exponent) return ZEMT_RC_ERROR;
-    char *end;
-    if (count > 1 && exponent >= -1 && exponent < most_digits) {
-        end = write_usual<Unit>(text, varnum + 2, count, exponent);
-    } else if (count > 0) {
-        end = write_any<Unit>(text, varnum + 2, count, exponent);
-    } else {
-        end = exponent == least_exponent ? write_zeros<Unit>(text, 1) : nullptr;
+    if (count == 0) {
+        if (exponent != least_exponent) return ZEMT_RC_ERROR;
+        write_unit<Unit>(text, 0, '0');
+        write_unit<Unit>(text, 1, 0);
+        *outLen = 1;
+        return ZEMT_RC_OK;
     }
+#if ZEMT_X86_64
+    if (count > 1 && exponent >= -1 && exponent < most_digits && has_byte_masks())
+        return write_by_masks<Unit>(text, varnum + 2, count, exponent, outLen);
+#endif
+    char *const end = write_number_text<Unit>(text, varnum + 2, count, exponent);
     if (end == nullptr) return ZEMT_RC_ERROR;
     write_unit<Unit>(end, 0, 0);
     *outLen = static_cast<int32_t>(units_between<Unit>(text, end));
@@ -229,6 +202,7 @@ template <typename Unit>
     return write_varnum(dst, pairs, count, static_cast<int>((integers + 1) / 2) - 1, false);
 }
 
+#if ZEMT_X86_64
 // The same for a text of up to most_masked characters, without a branch on where its point is.
 template <typename Unit>
 ZEMT_BYTE_MASKS inline int read_usual(uint8_t *dst, const char *text, int64_t length)
@@ -243,6 +217,7 @@ ZEMT_BYTE_MASKS inline int read_usual(uint8_t *dst, const char *text, int64_t le
     store_digits(dst, static_cast<uint32_t>(size - 1) | exponent << 8, pairs.digits, leading, size);
     return size;
 }
+#endif
 
 template <typename Unit>
 inline int32_t text_to_varnum(const void *src, int32_t *srcLen, void *dst, int32_t *outLen)
@@ -255,8 +230,12 @@ inline int32_t text_to_varnum(const void *src, int32_t *srcLen, void *dst, int32
     }
     const int64_t length = terminated_length<Unit>(text);
     *srcLen = static_cast<int16_t>(length);
+#if ZEMT_X86_64
     const bool usual = length <= most_masked && has_byte_masks();
     const int size = usual ? read_usual<Unit>(varnum, text, length) : read_any<Unit>(varnum, text, length);
+#else
+    const int size = read_any<Unit>(varnum, text, length);
+#endif
     if (size == 0) return ZEMT_RC_ERROR;
     *outLen = size;
     return ZEMT_RC_OK;
@@ -279,21 +258,10 @@ inline int shift_digits(uint8_t *shifted, const uint8_t *digits, int count)
 
 using namespace zemt;
 
-#define TO_TEXT(name, Unit)                                                                                                    \
-    ZEMT_COMMON_FORM(name)                                                                                                     \
-    {                                                                                                                          \
-        return varnum_to_text<Unit>(src, srcLen, dst, outLen);                                                                 \
-    }
-#define FROM_TEXT(name, Unit)                                                                                                  \
-    ZEMT_COMMON_FORM(name)                                                                                                     \
-    {                                                                                                                          \
-        return text_to_varnum<Unit>(src, srcLen, dst, outLen);                                                                 \
-    }
-
-TO_TEXT(ZEMTCnvOraVarnumToVarcharSz_Unsigned, char)
-TO_TEXT(ZEMTCnvOraVarnumToWVarcharSz_Unsigned, Wide)
-FROM_TEXT(ZEMTCnvVarcharSz_UnsignedToOraVarnum, char)
-FROM_TEXT(ZEMTCnvWVarcharSz_UnsignedToOraVarnum, Wide)
+ZEMT_ROW(ZEMTCnvOraVarnumToVarcharSz_Unsigned, varnum_to_text<char>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvOraVarnumToWVarcharSz_Unsigned, varnum_to_text<Wide>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvVarcharSz_UnsignedToOraVarnum, text_to_varnum<char>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvWVarcharSz_UnsignedToOraVarnum, text_to_varnum<Wide>(src, srcLen, dst, outLen))
 
 int16_t ConvertBCDToOraVarNum(void *dst, uint8_t *digits, int16_t count, int16_t scale, char sign) noexcept
 {

@@ -288,21 +288,10 @@ inline int32_t parse_float(const void *src, void *dst)
 
 using namespace zemt;
 
-#define FORMATTER(name, Float, digits)                                                                                         \
-    ZEMT_COMMON_FORM(name)                                                                                                     \
-    {                                                                                                                          \
-        return format_float<Float, digits>(src, dst, dstSize, outLen);                                                         \
-    }
-#define PARSER(name, Float)                                                                                                    \
-    ZEMT_COMMON_FORM(name)                                                                                                     \
-    {                                                                                                                          \
-        return parse_float<Float>(src, dst);                                                                                   \
-    }
-
-FORMATTER(ZEMTCnvDblToWVarcharSz, double, double_digits)
-FORMATTER(ZEMTCnvFltToWVarcharSz, float, float_digits)
-PARSER(ZEMTCnvWVarcharSzToDbl, double)
-PARSER(ZEMTCnvWVarcharSzToFlt, float)
+ZEMT_ROW(ZEMTCnvDblToWVarcharSz, format_float<double, double_digits>(src, dst, dstSize, outLen))
+ZEMT_ROW(ZEMTCnvFltToWVarcharSz, format_float<float, float_digits>(src, dst, dstSize, outLen))
+ZEMT_ROW(ZEMTCnvWVarcharSzToDbl, parse_float<double>(src, dst))
+ZEMT_ROW(ZEMTCnvWVarcharSzToFlt, parse_float<float>(src, dst))
 
 int32_t FloatToString(double value, wchar_t *dst, int16_t digits) noexcept
 {

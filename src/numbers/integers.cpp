@@ -86,39 +86,28 @@ inline int32_t read_field(const char *text, int32_t *result, int32_t start, int3
 
 using namespace zemt;
 
-#define FORMATTER(name, Int, Unit)                                                                                             \
-    ZEMT_COMMON_FORM(name)                                                                                                     \
-    {                                                                                                                          \
-        return format_integer<Int, Unit>(src, srcLen, dst, outLen);                                                            \
-    }
-#define PARSER(name, Int, Unit)                                                                                                \
-    ZEMT_COMMON_FORM(name)                                                                                                     \
-    {                                                                                                                          \
-        return parse_integer<Int, Unit>(src, srcLen, dst, outLen);                                                             \
-    }
-
 // clang-format off
-//        exported name                 integer   text
-FORMATTER(ZEMTCnvTinyIntToWVarcharSz,   int8_t,   Wide)
-FORMATTER(ZEMTCnvSmallIntToWVarcharSz,  int16_t,  Wide)
-FORMATTER(ZEMTCnvIntToWVarcharSz1,      int32_t,  Wide)
-FORMATTER(ZEMTCnvLongLongToWVarcharSz,  int64_t,  Wide)
-FORMATTER(ZEMTCnvTinyUIntToWVarcharSz,  uint8_t,  Wide)
-FORMATTER(ZEMTCnvSmallUIntToWVarcharSz, uint16_t, Wide)
-FORMATTER(ZEMTCnvUIntToWVarcharSz,      uint32_t, Wide)
-FORMATTER(ZEMTCnvULONGLONGToWVarcharSz, uint64_t, Wide)
-FORMATTER(ZEMTCnvUIntToVarcharSz,       uint32_t, char)
-FORMATTER(ZEMTCnvULONGLONGToVarcharSz,  uint64_t, char)
-PARSER   (ZEMTCnvWVarcharSzToTinyInt,   int8_t,   Wide)
-PARSER   (ZEMTCnvWVarcharSzToSmallInt,  int16_t,  Wide)
-PARSER   (ZEMTCnvWVarcharSzToInt1,      int32_t,  Wide)
-PARSER   (ZEMTCnvWVarcharSzToLongLong,  int64_t,  Wide)
-PARSER   (ZEMTCnvWVarcharSzToTinyUInt,  uint8_t,  Wide)
-PARSER   (ZEMTCnvWVarcharSzToSmallUInt, uint16_t, Wide)
-PARSER   (ZEMTCnvWVarcharSzToUInt,      uint32_t, Wide)
-PARSER   (ZEMTCnvWVarcharSzToULONGLONG, uint64_t, Wide)
-PARSER   (ZEMTCnvVarcharSzToUInt,       uint32_t, char)
-PARSER   (ZEMTCnvVarcharSzToULONGLONG,  uint64_t, char)
+//       exported name                                integer   text
+ZEMT_ROW(ZEMTCnvTinyIntToWVarcharSz,   format_integer<int8_t,   Wide>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvSmallIntToWVarcharSz,  format_integer<int16_t,  Wide>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvIntToWVarcharSz1,      format_integer<int32_t,  Wide>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvLongLongToWVarcharSz,  format_integer<int64_t,  Wide>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvTinyUIntToWVarcharSz,  format_integer<uint8_t,  Wide>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvSmallUIntToWVarcharSz, format_integer<uint16_t, Wide>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvUIntToWVarcharSz,      format_integer<uint32_t, Wide>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvULONGLONGToWVarcharSz, format_integer<uint64_t, Wide>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvUIntToVarcharSz,       format_integer<uint32_t, char>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvULONGLONGToVarcharSz,  format_integer<uint64_t, char>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvWVarcharSzToTinyInt,   parse_integer<int8_t,   Wide>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvWVarcharSzToSmallInt,  parse_integer<int16_t,  Wide>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvWVarcharSzToInt1,      parse_integer<int32_t,  Wide>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvWVarcharSzToLongLong,  parse_integer<int64_t,  Wide>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvWVarcharSzToTinyUInt,  parse_integer<uint8_t,  Wide>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvWVarcharSzToSmallUInt, parse_integer<uint16_t, Wide>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvWVarcharSzToUInt,      parse_integer<uint32_t, Wide>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvWVarcharSzToULONGLONG, parse_integer<uint64_t, Wide>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvVarcharSzToUInt,       parse_integer<uint32_t, char>(src, srcLen, dst, outLen))
+ZEMT_ROW(ZEMTCnvVarcharSzToULONGLONG,  parse_integer<uint64_t, char>(src, srcLen, dst, outLen))
 // clang-format on
 
 int32_t ZEMTCnvIntToVarcharSz(int32_t value, char *dst, int32_t *outLen) noexcept

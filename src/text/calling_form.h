@@ -12,6 +12,13 @@
                  [[maybe_unused]] int32_t dstSize, [[maybe_unused]] int32_t *outLen,                                           \
                  [[maybe_unused]] const ZEMTCnvParms *parms) noexcept
 
+// The same for a row of a table: a name, and the call that it stands for.
+#define ZEMT_ROW(name, ...)                                                                                                    \
+    ZEMT_COMMON_FORM(name)                                                                                                     \
+    {                                                                                                                          \
+        return __VA_ARGS__;                                                                                                    \
+    }
+
 namespace zemt {
 
 // A source that knows its own length reports it only to a caller who asks with 0.

@@ -4,7 +4,7 @@
 #include "calling_form.h"
 #include "layouts.h"
 #include "utf8.h"
-#include "vectors.h"
+#include "vectors/vectors.h"
 
 namespace zemt {
 namespace {

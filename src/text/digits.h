@@ -7,7 +7,7 @@
 #include <type_traits>
 
 #include "layouts.h"
-#include "vectors.h"
+#include "vectors/vectors.h"
 
 namespace zemt {
 
@@ -55,7 +55,7 @@ inline void write_digits(char *dst, uint64_t digits)
     constexpr int unit = sizeof(Unit);
     digits |= 0x3030303030303030;  // "00000000"
     if constexpr (count == 8 && unit == 4) {
-        widen8(dst, digits);
+        widen_word<8>(dst, digits);
     } else if constexpr (count == 8) {
         store(dst, digits);
     } else {

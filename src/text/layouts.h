@@ -1,9 +1,11 @@
-// Values at any address: unaligned units, and the six text layouts.
+// Units of text at any address, and the six text layouts.
 #pragma once
 
 #include <cstdint>
 #include <cstring>
 #include <cwchar>
+
+#include "vectors/memory.h"
 
 namespace zemt {
 
@@ -11,20 +13,6 @@ static_assert(sizeof(wchar_t) == 4, "wide text is UTF-32");
 
 // The unit of wide text. Signed, as the tests of its range are, whatever wchar_t is on the platform.
 using Wide = int32_t;
-
-template <typename T>
-inline T load(const void *at)
-{
-    T value;
-    std::memcpy(&value, at, sizeof value);
-    return value;
-}
-
-template <typename T>
-inline void store(void *at, T value)
-{
-    std::memcpy(at, &value, sizeof value);
-}
 
 inline const char *bytes(const void *at)
 {

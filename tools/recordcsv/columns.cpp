@@ -55,7 +55,7 @@ constexpr Storage terminated{Frame::Terminated, Unit, terminated_size<Unit>, cha
 constexpr Storage prefixed{Frame::Prefixed, 1, prefixed_size<1>, prefixed_size<1>};
 constexpr Storage wide_prefixed{Frame::Prefixed, wide, prefixed_size<wide>, characters_size<wide>};
 constexpr Storage packed{Frame::Whole, 1, packed_size, packed_size};
-constexpr int32_t varnum_size = 22;
+constexpr int32_t varnum_size = ZEMT_SIZE_ORA_VARNUM;
 constexpr Storage varnum{Frame::Counted, 1, whole_size<varnum_size>, whole_size<varnum_size>};
 
 bool holds(std::span<const std::byte> bytes, std::size_t at, std::size_t size, uint32_t character)

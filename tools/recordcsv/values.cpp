@@ -31,12 +31,12 @@ constexpr StatusText status_texts[] = {
     {ZEMT_RC_END_OF_FORMAT, "the format has ended"},
 };
 
-// Characters for the text of any value of the column, terminator included. A Dbl takes 25 and a VARNUM 170, a packed field of B
+// Characters for the text of any value of the column, terminator included. A VARNUM takes most of the numbers, a packed field of B
 // bytes takes 2B, which is two more than its precision at most, and a format's keywords grow to 16 characters each at most.
 int32_t text_room(const Column &column)
 {
     const int32_t format_length = column.write_format ? column.write_format->prepared.formatLength : 0;
-    return std::max({256, column.length + 2, 16 * format_length + 1});
+    return std::max({ZEMT_ROOM_ORA_VARNUM, column.length + 2, 16 * format_length + 1});
 }
 
 ZEMTCnvParms parameters(const Column &column, const PreparedFormat *format)

@@ -1,0 +1,49 @@
+// Which instructions a build may use, and which of them the processor has.
+#pragma once
+
+#if defined(__x86_64__) && !defined(ZEMT_PORTABLE)
+#define ZEMT_X86_64 1
+#include <immintrin.h>
+#else
+#define ZEMT_X86_64 0
+#endif
+
+#define ALWAYS_INLINE inline __attribute__((always_inline))
+#define ALWAYS_INLINE_LAMBDA __attribute__((always_inline))
+
+#if ZEMT_X86_64
+
+namespace zemt {
+
+// What is used of a processor: SSE2, which all have; AVX2; AVX-512 with masks for single bytes.
+enum class Level { Baseline, WideRegisters, ByteMasks };
+
+// A build may stay below its processor: benchmarks to show what others get, tests to run all levels in one program.
+#ifndef ZEMT_HIGHEST_LEVEL
+#define ZEMT_HIGHEST_LEVEL Level::ByteMasks
+#endif
+
+extern Level tested_level;  // the tests' own
+
+inline bool may_use(Level level)
+{
+    return level <= ZEMT_HIGHEST_LEVEL;
+}
+
+inline bool has_wide_registers()
+{
+    return may_use(Level::WideRegisters) && __builtin_cpu_supports("avx2");
+}
+
+// Code of a function with this mark may only run where bytes have masks: they are loaded, stored, dropped and spread one by one.
+#define ZEMT_BYTE_MASKS __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi,avx512vbmi2,bmi,bmi2,lzcnt,popcnt")))
+
+inline bool has_byte_masks()
+{
+    return may_use(Level::ByteMasks) && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl") &&
+           __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2");
+}
+
+}  // namespace zemt
+
+#endif
