@@ -47,7 +47,7 @@ inline Page<wchar_t> wide_page;
 
 template <typename Value, typename Result>
 struct Contender {
-    const char *name;
+    std::string name;
     void (*run)(const Value &, Result &);
 };
 
@@ -75,8 +75,8 @@ void enter(const std::string &work, std::vector<Value> values, const Result &roo
 int32_t empty_conversion(const void *src, int32_t *srcLen, void *dst, int32_t dstSize, int32_t *outLen,
                          const ZEMTCnvParms *parms) noexcept;
 
-// Each family enters its contests.
-void enter_text();
+// Each family enters its contests; those of text have figures of their own for processors with byte masks.
+void enter_text(bool with_masks);
 void enter_integers();
 void enter_dates();
 void enter_floats();

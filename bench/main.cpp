@@ -13,7 +13,7 @@ int main(int argc, char **argv)
     contest::enter_decimals();  // the COBOL run time sets a locale of its own
     // mbsnrtowcs and wcsnrtombs take UTF-8 from the locale.
     if (std::setlocale(LC_CTYPE, "C.UTF-8") == nullptr) return 1;
-    contest::enter_text();
+    contest::enter_text(ZEMT_WITH_MASKS);
     contest::enter_integers();
     contest::enter_floats();
     contest::enter_dates();
