@@ -252,7 +252,8 @@ ZEMT_API int32_t TrimAllSpacesTabsW(wchar_t *text, int32_t *len) ZEMT_NOEXCEPT Z
  * ULONGLONG (8, 16, 32, 64 bits) to and from decimal text.
  *
  * To text: a '-' below zero and the digits, without leading zeros. Zero is the empty text. dstSize is not consulted; the
- * caller owes the room of the line below, all of which the function may write, also behind the terminator. *outLen receives the characters before the
+ * caller owes the room of the line below, all of which the function may write, also behind the terminator.
+ * *outLen receives the characters before the
  * terminator and a *srcLen of 0 the integer's bytes. Always succeeds.
  *
  * From text: digits up to the terminator, behind an optional '-' where the type is signed; leading zeros are read as digits.
@@ -302,7 +303,8 @@ ZEMT_API ZEMTConversion ZEMTCnvVarcharSzToULONGLONG ZEMT_NONNULL(1, 3, 5);  /*  
 ZEMT_API int32_t ZEMTCnvIntToVarcharSz(int32_t value, char *dst, int32_t *outLen) ZEMT_NOEXCEPT ZEMT_NONNULL(2, 3);
 
 /*
- * Like ZEMTCnvIntToVarcharSz, but into ZEMT_ROOM_UINT wide characters and for values from 1 on: any other value returns 27 and nothing
+ * Like ZEMTCnvIntToVarcharSz, but into ZEMT_ROOM_UINT wide characters and for values from 1 on: any
+ * other value returns 27 and nothing
  * is written.
  */
 ZEMT_API int32_t ZEMTCnvIntToWVarcharSz(int32_t value, wchar_t *dst, int32_t *outLen) ZEMT_NOEXCEPT ZEMT_NONNULL(2, 3);
@@ -346,7 +348,8 @@ ZEMT_API int32_t FloatToString(double value, wchar_t *dst, int16_t digits) ZEMT_
 /*
  * To text: as FloatToString with 16 digits behind the point for Dbl and 7 for Flt.
  * dstSize, as a plain number, must be above 30; the caller owes the room of the line below, all of which the function may
- * write, also behind the terminator. Returns 0 with the characters before the terminator in *outLen, or -1 with nothing written for a null src or dst, a
+ * write, also behind the terminator. Returns 0 with the characters before the terminator in *outLen, or -1 with nothing
+ * written for a null src or dst, a
  * dstSize of 30 or less, an infinity or a NaN.
  *
  * From text: as wcstod reads it (C99, 7.24.4.1.1), in the calling thread's numeric locale: white space, a sign, then a
@@ -413,7 +416,8 @@ ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToDecKest ZEMT_NONNULL(1, 3, 5, 6);
  * outside 1..100. No more than the bytes that the length byte counts are read, and no more than 21.
  *
  * From text: *srcLen receives the characters of the text (also of wide text; as a signed 16-bit number, which no number that
- * is read exceeds), *outLen the size of the VARNUM; dst has ZEMT_SIZE_ORA_VARNUM bytes, of which only those of the value are written. Digits
+ * is read exceeds), *outLen the size of the VARNUM; dst has ZEMT_SIZE_ORA_VARNUM bytes, of which only those of the value are
+ * written. Digits
  * behind the 20th to the base 100 are dropped, not rounded, and what lies below 100^-65 is zero; neither is reported. A null
  * or empty text, and a point alone, are zero. Returns 0, or -1 with dst and *outLen untouched: any other character or a
  * second point, more than 266 digits, an exponent above 62.
@@ -428,7 +432,8 @@ ZEMT_API ZEMTConversion ZEMTCnvWVarcharSz_UnsignedToOraVarnum ZEMT_NONNULL(2, 3,
 
 /*
  * Builds a VARNUM of either sign ('+' or '-') from count digits to the base 100, the most significant first: their integer
- * times 10^-scale. What does not fit is dropped as above. dst has ZEMT_SIZE_ORA_VARNUM bytes. The function may change the count bytes at
+ * times 10^-scale. What does not fit is dropped as above. dst has ZEMT_SIZE_ORA_VARNUM bytes.
+ * The function may change the count bytes at
  * digits, which concurrent calls must not share. Returns 0, or -1 with nothing written to dst: another sign, a count above
  * 133, an exponent above 62. A count below 1 is zero.
  */
