@@ -137,7 +137,7 @@ ZEMT_API int32_t ConvertTo8(char **pdst, int32_t room, uint32_t value, int32_t *
  *   malformed sequence        *value the first byte, *consumed -1, *psrc behind the first byte
  * Returns 0 for a sequence that runs past avail: *status 28, *consumed the length it needs, *value 0, *psrc behind the first
  * byte. *status stays as it was otherwise. With avail below 1 nothing is read and *psrc stays: 0, *status 28,
- * *consumed 1, *value 0.
+ * *consumed 1, *value 0. An overlong 0 (C0 80) is a sequence like others: *value 0, *consumed its length.
  */
 ZEMT_API int32_t ConvertFrom8(uint32_t *value, const char **psrc, int32_t avail, int32_t *status,
                               int32_t *consumed) ZEMT_NOEXCEPT ZEMT_NONNULL(1, 2, 4, 5);
@@ -146,7 +146,8 @@ ZEMT_API int32_t ConvertFrom8(uint32_t *value, const char **psrc, int32_t avail,
  * Encodes srcCount 32-bit code points, or those before the first 0, as UTF-8. No terminator is written.
  *
  *   dst        room for dstCap bytes; null: nothing is written, dstCap is not looked at, and the size needed is counted
- *   outCount   receives the bytes produced before the conversion stopped, on success and on failure; may be null
+ *   outCount   receives the bytes produced before the conversion stopped, on success and on failure; may be null. Counting
+ *              stops with 28 and 2^31 - 1 where the size is more than that
  *
  * Returns 0, 22 (a value above 0x7FFFFFFF) or 28 (no room for the next whole character). Characters before the failure stand
  * in dst; nothing is written behind them. A negative dstCap or srcCount counts as 0.
@@ -162,7 +163,8 @@ ZEMT_API int32_t Convert16To8(char *dst, int32_t dstCap, const uint16_t *src, in
  * form, too (C0 80). No terminator is written.
  *
  *   dst        room for dstCap code points; null: nothing is written, dstCap is not looked at, and the size is counted
- *   outCount   receives the code points produced before the conversion stopped, on success and on failure; may be null
+ *   outCount   receives the code points produced before the conversion stopped, on success and on failure; may be null.
+ *              Counting stops with 28 and 2^31 - 1 where the size is more than that
  *
  * Returns 0, or 28 for a full destination or a source that ends inside a sequence. A malformed sequence ends the text with
  * status 0: it and everything behind it are dropped. A negative dstCap or srcLen counts as 0.
@@ -189,7 +191,8 @@ ZEMT_API int32_t Convert8To16(uint16_t *dst, int32_t dstCap, const char *src, in
  *
  * Room: dstSize bytes or dstSize / 4 wide characters, terminator not counted; a prefix is counted where a line below says so
  * (a dstSize that does not hold even the prefix: 28, also where nothing is converted). Values behind a prefix never exceed
- * 32767 bytes (8191 wide characters): copies truncate there, transcodings return 28. Other values may be of any length.
+ * 32767 bytes (8191 wide characters): copies truncate there, transcodings return 28. Other values may be of any length
+ * that *srcLen can count: longer terminated texts give -1.
  *
  * An empty source gives 30, before anything else is looked at, unless a line says "may be empty". A WChar or WVarchar of 0
  * to 3 bytes is empty. Where *srcLen is 0 on entry, success stores the bytes taken from the source ("taken") or all its
@@ -578,10 +581,11 @@ ZEMT_API int32_t ZEMTTSToWVarcharSz(wchar_t *dst, int32_t size, const ZEMTFmtIte
  * Into WVarcharSz the text is written in place: here dstSize counts the terminator too. -1 where it does not fit. Allocates
  * nothing.
  *
- * Into the other layouts the text goes through a scratch of formatLength * 16 + 1 wide characters and the WVarcharSz
+ * Into the other layouts the text goes through a scratch of formatLength * 16 wide characters and the WVarcharSz
  * conversion of section 5 to that layout, whose room, *outLen and statuses hold (also parms->skipTranscode). The scratch is
- * on the stack (2 KiB) for formats of up to 31 characters, one heap block for longer ones. -1 where the block cannot be had,
- * before the record is checked, and where the text does not fit it (a formatLength below 1 fits none).
+ * on the stack (1 KiB) for texts of up to 255 characters, which those of all formats of up to 31 are; a longer text takes one
+ * heap block. -1 where the block cannot be had, and where the text does not fit the scratch (a formatLength below 1 fits
+ * none).
  *
  * A null src, dst, parms, dateFormat or list: -1. srcLen is neither read nor written.
  */

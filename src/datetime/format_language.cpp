@@ -1,8 +1,9 @@
-// Parsing of format strings into format-code lists.
+// Format strings to format-code lists, and the check of records.
 #include "format_language.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cwchar>
-#include <iterator>
 
 namespace zemt {
 namespace {
@@ -10,34 +11,14 @@ namespace {
 // A list's positions and lengths are counted in wide characters of a format of at most this many.
 constexpr size_t longest_format = 32767;
 
-const Keyword *match_keyword(const wchar_t *text)
+// The kind of a format with one more keyword. The short numbers and the indicator take part in none.
+constexpr int32_t kind_with(int32_t kind, const Keyword &keyword)
 {
-    for (const Keyword &keyword : fmtCodes) {
-        if (begins_with(bytes(text), keyword.keyword, keyword.length)) return &keyword;
-    }
-    return nullptr;
+    if (keyword.code == ZEMT_FMT_M || keyword.code == ZEMT_FMT_D || keyword.code == ZEMT_FMT_PM) return kind;
+    return keyword.meaning.kind | (kind > 0 && kind <= ZEMT_KIND_TIMESTAMP ? kind : 0);
 }
 
-constexpr int32_t kind_with(int32_t kind, uint32_t code)
-{
-    switch (code) {
-    case ZEMT_FMT_YYYY:
-    case ZEMT_FMT_YY:
-    case ZEMT_FMT_MONTH:
-    case ZEMT_FMT_MMM:
-    case ZEMT_FMT_MM:
-    case ZEMT_FMT_DD: return kind == ZEMT_KIND_TIME || kind == ZEMT_KIND_TIMESTAMP ? ZEMT_KIND_TIMESTAMP : ZEMT_KIND_DATE;
-    case ZEMT_FMT_HH24:
-    case ZEMT_FMT_HH:
-    case ZEMT_FMT_MI:
-    case ZEMT_FMT_SS: return kind == ZEMT_KIND_DATE || kind == ZEMT_KIND_TIMESTAMP ? ZEMT_KIND_TIMESTAMP : ZEMT_KIND_TIME;
-    case ZEMT_FMT_M:
-    case ZEMT_FMT_D:
-    case ZEMT_FMT_PM: return kind;
-    default: return ZEMT_KIND_TIMESTAMP;
-    }
-}
-
+static_assert((ZEMT_KIND_DATE | ZEMT_KIND_TIME) == ZEMT_KIND_TIMESTAMP);
 static_assert(std::size(fmtCodes) == 19 && std::size(ZEMT_FullMonths) == 12);
 static_assert(sizeof(ZEMTFmtItem) == 16 && sizeof(ZEMTDateFormat) == 48 && offsetof(ZEMTDateFormat, formatCodes) == 32);
 static_assert(sizeof(ZEMTTS) == 24 && sizeof(ZEMTDate) == 16 && sizeof(ZEMTTime) == 16);
@@ -61,14 +42,20 @@ int32_t ZEMTGetFormatCodes(const wchar_t *format, ZEMTFmtItem *list, int32_t *ki
             entry->code = ZEMT_FMT_LITERAL;
             continue;
         }
-        const Keyword *const keyword = match_keyword(at + 1);
-        if (keyword == nullptr) return ZEMT_RC_UNKNOWN_FORMAT_CODE;
+        const auto fits = [at](const Keyword &keyword) { return begins_with(bytes(at + 1), keyword.keyword, keyword.length); };
+        const Keyword *const keyword = std::find_if(std::begin(fmtCodes), std::end(fmtCodes), fits);
+        if (keyword == std::end(fmtCodes)) return ZEMT_RC_UNKNOWN_FORMAT_CODE;
         entry->code = keyword->code;
         entry->length = keyword->length;
         entry->position = static_cast<int32_t>(at - format);
-        *kind = kind_with(*kind, keyword->code);
+        *kind = kind_with(*kind, *keyword);
         at += 1 + keyword->length;
     }
     entry->code = ZEMT_FMT_END;
     return ZEMT_RC_OK;
+}
+
+int32_t ZEMTValidateDateTime(const ZEMTTS *ts, int32_t mode) noexcept
+{
+    return ts == nullptr ? ZEMT_RC_ERROR : check(components_of<ZEMTTS>(ts), mode);
 }

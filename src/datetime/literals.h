@@ -54,19 +54,6 @@ inline bool stands_at(Text text, Run run)
     return true;
 }
 
-// Moves text behind the first occurrence of a run in it; false where it has none.
-inline bool find_behind(Text &text, Run run)
-{
-    for (Text candidate = text;; candidate.skip(1)) {
-        if (stands_at(candidate, run)) {
-            candidate.skip(run.end - run.first);
-            text = candidate;
-            return true;
-        }
-        if (candidate.ended()) return false;
-    }
-}
-
 // Moves entry to the next code and text behind the literals before it.
 [[gnu::noinline]] inline int32_t next_code(const ZEMTFmtItem *&entry, Text &text)
 {
@@ -74,7 +61,14 @@ inline bool find_behind(Text &text, Run run)
     entry = run.end;
     while (entry->code == ZEMT_FMT_LITERAL) ++entry;
     if (entry->code == ZEMT_FMT_END) return ZEMT_RC_END_OF_FORMAT;
-    return find_behind(text, run) ? ZEMT_RC_OK : ZEMT_RC_ERROR;
+    for (Text candidate = text;; candidate.skip(1)) {
+        if (stands_at(candidate, run)) {
+            text = candidate;
+            text.skip(run.end - run.first);
+            return ZEMT_RC_OK;
+        }
+        if (candidate.ended()) return ZEMT_RC_ERROR;
+    }
 }
 
 }  // namespace zemt

@@ -6,27 +6,34 @@
 
 namespace zemt {
 
-// Heap memory, or null with errno as it was.
-inline void *allocate(size_t size)
+// Keeps errno as it is. Volatile, because compilers know that malloc and free change no memory of ours.
+class SavedErrno
 {
-    // Volatile, because compilers know that malloc changes no memory of ours and would drop the way back.
-    const volatile int saved_errno = errno;
-    void *const memory = std::malloc(size);
-    errno = saved_errno;
-    return memory;
-}
+public:
+    ~SavedErrno() { errno = saved_; }
+
+private:
+    const volatile int saved_ = errno;
+};
 
 // Room for items on the stack or, where they are more than nearly all texts and formats have, on the heap.
 template <typename T, size_t on_stack>
 class Scratch
 {
 public:
-    explicit Scratch(size_t count) : items_(count <= on_stack ? own_ : static_cast<T *>(allocate(count * sizeof(T)))) {}
+    explicit Scratch(size_t count)
+    {
+        if (count <= on_stack) return;
+        const SavedErrno saved;
+        items_ = static_cast<T *>(std::malloc(count * sizeof(T)));
+    }
     Scratch(const Scratch &) = delete;
     Scratch &operator=(const Scratch &) = delete;
     ~Scratch()
     {
-        if (items_ != own_) std::free(items_);
+        if (items_ == own_) return;
+        const SavedErrno saved;
+        std::free(items_);
     }
 
     // Not cleared; null where the heap had no room.
@@ -34,7 +41,7 @@ public:
 
 private:
     T own_[on_stack];
-    T *items_;
+    T *items_ = own_;
 };
 
 }  // namespace zemt
