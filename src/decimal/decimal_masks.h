@@ -6,6 +6,7 @@
 #if ZEMT_X86_64
 
 #include <bit>
+#include <cstddef>
 
 #include "text/layouts.h"
 

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <type_traits>
 
 #include "decimal_masks.h"
 #include "text/calling_form.h"
@@ -62,37 +61,14 @@ inline std::array<uint64_t, 2> characters(uint64_t nibbles)
     return std::bit_cast<std::array<uint64_t, 2>>(digits + '0');
 }
 
-// Writes the lowest size (2, 4 or 8) bytes of a word as units.
-template <typename Unit, int size>
-inline void write_bytes(char *dst, uint64_t word)
-{
-    using Bytes = std::conditional_t<size == 8, uint64_t, std::conditional_t<size == 4, uint32_t, uint16_t>>;
-    if constexpr (sizeof(Unit) == 4)
-        widen_word<size>(dst, word);
-    else
-        store(dst, static_cast<Bytes>(word));
-}
-
-// Writes the first count (1..15) of 16 nibbles. Steps from either end overlap.
+// Writes the first count (1..15) of 16 nibbles.
 template <typename Unit>
 inline void write_up_to_15(char *dst, uint64_t nibbles, int32_t count)
 {
     const auto [low, high] = characters(nibbles);
-    const auto place = [=](int32_t from_end) { return unit_place<Unit>(dst, count - from_end); };
-    if (count > 8) {
-        write_bytes<Unit, 8>(dst, low);
-        return write_bytes<Unit, 8>(place(8), low >> (8 * count - 64) | high << (128 - 8 * count));
-    }
-    const uint64_t last = low << (64 - 8 * count);
-    if (count >= 4) {
-        write_bytes<Unit, 4>(dst, low);
-        write_bytes<Unit, 4>(place(4), last >> 32);
-    } else if (count >= 2) {
-        write_bytes<Unit, 2>(dst, low);
-        write_bytes<Unit, 2>(place(2), last >> 48);
-    } else {
-        write_unit<Unit>(dst, 0, low & 0xFF);
-    }
+    if (count <= 8) return write_up_to_8<Unit>(dst, low, count);
+    write_bytes<Unit, 8>(dst, low);
+    write_bytes<Unit, 8>(unit_place<Unit>(dst, count - 8), low >> (8 * count - 64) | high << (128 - 8 * count));
 }
 
 template <typename Unit>
@@ -196,7 +172,7 @@ inline TakenNibbles take_nibbles(const char *text)
 
 inline void store_last(char *end, uint64_t nibbles, int64_t size)
 {
-    store_up_to_8(end - size, __builtin_bswap64(nibbles) >> (64 - 8 * size), static_cast<int>(size));
+    write_up_to_8<char>(end - size, __builtin_bswap64(nibbles) >> (64 - 8 * size), static_cast<int>(size));
 }
 
 template <typename Unit>
@@ -216,17 +192,6 @@ inline bool pack_short(char *field, int64_t size, const char *text, int64_t *len
     return true;
 }
 
-#if ZEMT_X86_64
-template <typename Unit>
-ZEMT_BYTE_MASKS inline bool pack_by_masks(char *field, int64_t size, const char *text, int64_t *length)
-{
-    *length = terminated_length<Unit>(text);
-    if (*length >= 2 * size) return false;
-    pack_nibbles<Unit>(field, size, text, *length, sign);
-    return true;
-}
-#endif
-
 template <typename Unit>
 [[gnu::noinline]] inline bool pack_long(char *field, int64_t size, const char *text, int64_t *length)
 {
@@ -243,11 +208,17 @@ template <typename Unit>
     return true;
 }
 
+// Packs the characters of a text and tells how many they are; false where they are more than the field holds.
 template <typename Unit>
 inline bool pack(char *field, int64_t size, const char *text, int64_t *length)
 {
 #if ZEMT_X86_64
-    if (size > 8 && 2 * size <= most_masked && has_byte_masks()) return pack_by_masks<Unit>(field, size, text, length);
+    if (size > 8 && 2 * size <= most_masked && has_byte_masks()) {
+        *length = terminated_length<Unit>(text);
+        if (*length >= 2 * size) return false;
+        pack_nibbles<Unit>(field, size, text, *length, sign);
+        return true;
+    }
 #endif
     return size <= short_field ? pack_short<Unit>(field, size, text, length) : pack_long<Unit>(field, size, text, length);
 }

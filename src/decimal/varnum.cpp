@@ -39,10 +39,12 @@ inline char *write_pairs(char *dst, const uint8_t *digits, int count)
     return dst;
 }
 
-// "100", "1.50", ".0050": the first pair of an integer part loses a leading zero, and no other zero is dropped or added.
+// Writes the text of digits as they are stored, without terminator, and returns its end; null where one is no digit: "100",
+// "1.50", ".0050". The first pair of an integer part loses a leading zero, and no other zero is dropped or added.
 template <typename Unit>
-inline char *write_decimal(char *dst, const uint8_t *digits, int count, int exponent)
+[[gnu::noinline]] inline char *write_decimal(char *dst, const uint8_t *digits, int count, int exponent)
 {
+    if (!std::all_of(digits, digits + count, [](uint32_t stored) { return stored - 1 < 100; })) return nullptr;
     const int integers = std::clamp(exponent + 1, 0, count);
     if (integers > 0) {
         const uint32_t first = digits[0] - 1u;
@@ -55,20 +57,6 @@ inline char *write_decimal(char *dst, const uint8_t *digits, int count, int expo
     write_unit<Unit>(dst, 0, '.');
     dst = write_zeros<Unit>(unit_place<Unit>(dst, 1), 2 * (-1 - exponent));
     return write_pairs<Unit>(dst, digits + integers, count - integers);
-}
-
-inline bool are_digits(const uint8_t *stored, int count)
-{
-    bool all = true;
-    for (int i = 0; i < count; ++i) all &= stored[i] - 1u < 100;
-    return all;
-}
-
-// Writes the text of digits as they are stored, without terminator, and returns its end; null where one is no digit.
-template <typename Unit>
-[[gnu::noinline]] inline char *write_number_text(char *dst, const uint8_t *digits, int count, int exponent)
-{
-    return are_digits(digits, count) ? write_decimal<Unit>(dst, digits, count, exponent) : nullptr;
 }
 
 #if ZEMT_X86_64
@@ -113,7 +101,7 @@ inline int32_t varnum_to_text(const void *src, int32_t *srcLen, void *dst, int32
     if (count > 1 && exponent >= -1 && exponent < most_digits && has_byte_masks())
         return write_by_masks<Unit>(text, varnum + 2, count, exponent, outLen);
 #endif
-    char *const end = write_number_text<Unit>(text, varnum + 2, count, exponent);
+    char *const end = write_decimal<Unit>(text, varnum + 2, count, exponent);
     if (end == nullptr) return ZEMT_RC_ERROR;
     write_unit<Unit>(end, 0, 0);
     *outLen = static_cast<int32_t>(units_between<Unit>(text, end));
@@ -148,57 +136,27 @@ inline int write_varnum(uint8_t *dst, const uint8_t *digits, int count, int expo
 
 // ---- From text --------------------------------------------------------------------------------------------------------------
 
-template <typename Unit>
-inline uint32_t digit_at(const char *text, int64_t index)
-{
-    return unit_at<Unit>(text, index) - '0';
-}
-
-template <typename Unit>
-inline int64_t count_digits(const char *text)
-{
-    int64_t count = 0;
-    while (digit_at<Unit>(text, count) <= 9) ++count;
-    return count;
-}
-
-template <typename Unit>
-inline void read_pairs(uint8_t *pairs, const char *text, int64_t count)
-{
-    for (int64_t i = 0; i < count; ++i)
-        pairs[i] = static_cast<uint8_t>(digit_at<Unit>(text, 2 * i) * 10 + digit_at<Unit>(text, 2 * i + 1));
-}
-
-// Pairs the digits on either side of the point: "123.4" -> 1, 23, 40. Returns how many pairs there are.
-template <typename Unit>
-inline int pair_digits(uint8_t *pairs, const char *text, int64_t integers, int64_t fractions)
-{
-    uint8_t *end = pairs;
-    const int64_t odd = integers % 2;
-    if (odd != 0) *end++ = static_cast<uint8_t>(digit_at<Unit>(text, 0));
-    read_pairs<Unit>(end, unit_place<Unit>(text, odd), integers / 2);
-    end += integers / 2;
-    const char *const fraction = unit_place<Unit>(text, integers + 1);
-    read_pairs<Unit>(end, fraction, fractions / 2);
-    end += fractions / 2;
-    if (fractions % 2 != 0) *end++ = static_cast<uint8_t>(digit_at<Unit>(fraction, fractions - 1) * 10);
-    return static_cast<int>(end - pairs);
-}
-
 // Any text: writes a VARNUM and returns its size; 0 where the text is no number or one that does not fit.
 template <typename Unit>
 [[gnu::noinline]] inline int read_any(uint8_t *dst, const char *text, int64_t length)
 {
-    const int64_t integers = count_digits<Unit>(text);
-    int64_t fractions = 0;
-    if (integers < length) {
-        if (unit_at<Unit>(text, integers) != '.') return 0;
-        fractions = count_digits<Unit>(unit_place<Unit>(text, integers + 1));
-        if (integers + 1 + fractions != length) return 0;
-    }
-    if (integers + fractions > longest_number) return 0;
+    if (length > longest_number + 1) return 0;
+    uint8_t digits[longest_number + 3];
+    uint8_t *end = digits;
+    *end++ = 0;
+    const auto take = [&end, text](int64_t from) {
+        for (uint32_t digit; (digit = unit_at<Unit>(text, from) - '0') <= 9; ++from) *end++ = static_cast<uint8_t>(digit);
+        return from;
+    };
+    const int64_t integers = take(0);
+    const int64_t taken = unit_at<Unit>(text, integers) == '.' ? take(integers + 1) : integers;
+    if (taken != length || end - digits > longest_number + 1) return 0;
+    *end = 0;
+    // The digits on either side of the point are paired: "123.4" -> 1, 23, 40.
+    const uint8_t *const first = digits + 1 - integers % 2;
+    const auto count = static_cast<int>((end - first + 1) / 2);
     uint8_t pairs[longest_pairs];
-    const int count = pair_digits<Unit>(pairs, text, integers, fractions);
+    for (int i = 0; i < count; ++i) pairs[i] = static_cast<uint8_t>(first[2 * i] * 10 + first[2 * i + 1]);
     return write_varnum(dst, pairs, count, static_cast<int>((integers + 1) / 2) - 1, false);
 }
 
@@ -241,18 +199,6 @@ inline int32_t text_to_varnum(const void *src, int32_t *srcLen, void *dst, int32
     return ZEMT_RC_OK;
 }
 
-// Multiplies by 10, so that the point no longer stands inside a pair: 12, 34 -> 1, 23, 40. Returns the new count.
-inline int shift_digits(uint8_t *shifted, const uint8_t *digits, int count)
-{
-    uint8_t ones = 0;
-    for (int i = 0; i < count; ++i) {
-        shifted[i] = static_cast<uint8_t>(ones * 10 + digits[i] / 10);
-        ones = digits[i] % 10;
-    }
-    shifted[count] = static_cast<uint8_t>(ones * 10);
-    return count + 1;
-}
-
 }  // namespace
 }  // namespace zemt
 
@@ -265,17 +211,16 @@ ZEMT_ROW(ZEMTCnvWVarcharSz_UnsignedToOraVarnum, text_to_varnum<Wide>(src, srcLen
 
 int16_t ConvertBCDToOraVarNum(void *dst, uint8_t *digits, int16_t count, int16_t scale, char sign) noexcept
 {
-    uint8_t shifted[longest_pairs];
     if ((sign != '+' && sign != '-') || count >= longest_pairs) return ZEMT_RC_ERROR;
-    const uint8_t *aligned = digits;
-    int aligned_count = count;
-    int aligned_scale = scale;
-    if (scale % 2 != 0 && count > 0) {
-        aligned_count = shift_digits(shifted, digits, count);
-        aligned_scale += 1;
-        aligned = shifted;
+    // Times 10 where the point would stand inside a digit: 12, 34 -> 1, 23, 40.
+    const int shift = scale % 2 != 0 && count > 0 ? 1 : 0;
+    uint8_t aligned[longest_pairs];
+    for (int i = 0; i < count + shift; ++i) {
+        const int upper = i > 0 ? digits[i - 1] : 0;
+        const int lower = i < count ? digits[i] : 0;
+        aligned[i] = static_cast<uint8_t>(shift != 0 ? upper % 10 * 10 + lower / 10 : lower);
     }
-    const int exponent = aligned_count - aligned_scale / 2 - 1;
-    return write_varnum(static_cast<uint8_t *>(dst), aligned, aligned_count, exponent, sign == '-') == 0 ? ZEMT_RC_ERROR
-                                                                                                         : ZEMT_RC_OK;
+    const int exponent = count + shift - (scale + shift) / 2 - 1;
+    const int size = write_varnum(static_cast<uint8_t *>(dst), aligned, count + shift, exponent, sign == '-');
+    return size == 0 ? ZEMT_RC_ERROR : ZEMT_RC_OK;
 }

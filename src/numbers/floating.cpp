@@ -21,14 +21,11 @@ namespace {
 constexpr int double_digits = 16;  // behind the point: 17 digits tell any two doubles apart
 constexpr int float_digits = 7;
 
-constexpr std::array<uint64_t, 20> make_tens()
-{
-    std::array<uint64_t, 20> tens{1};
-    for (size_t i = 1; i < tens.size(); ++i) tens[i] = tens[i - 1] * 10;
-    return tens;
-}
-
-constexpr std::array<uint64_t, 20> tens = make_tens();
+constexpr auto tens = [] {
+    std::array<uint64_t, 20> powers{1};
+    for (size_t i = 1; i < powers.size(); ++i) powers[i] = powers[i - 1] * 10;
+    return powers;
+}();
 
 constexpr int largest_exact_double = 22;
 constexpr double exact_doubles[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
@@ -180,11 +177,6 @@ struct Scanned {
 
 constexpr Scanned not_plain{0, 0, false};
 
-constexpr bool is_exponent_sign(uint32_t character)
-{
-    return (character | 0x20) == 'e';
-}
-
 // Reads the exponent behind the letter at text.
 inline Scanned scan_exponent(const char *text, Scanned scanned)
 {
@@ -219,13 +211,7 @@ inline Scanned scan_number(const char *text, uint32_t separator)
     }
     if (count == 0 || count > most_digits) return not_plain;
     const Scanned scanned{taken.number, -fractions, true};
-    return is_exponent_sign(next) ? scan_exponent(taken.end, scanned) : scanned;
-}
-
-// Both factors are exact, so that the processor rounds once.
-inline bool is_exact(uint64_t digits, int64_t exponent)
-{
-    return digits <= uint64_t{1} << mantissa_bits && exponent >= -largest_exact_double && exponent <= largest_exact_double;
+    return (next | 0x20) == 'e' ? scan_exponent(taken.end, scanned) : scanned;
 }
 
 constexpr uint64_t unknown = UINT64_MAX;
@@ -233,7 +219,8 @@ constexpr uint64_t unknown = UINT64_MAX;
 // The double nearest to digits * 10^exponent, or unknown where that takes more than 192 bits.
 inline uint64_t nearest_double(uint64_t digits, int64_t exponent)
 {
-    if (is_exact(digits, exponent)) {
+    if (digits <= uint64_t{1} << mantissa_bits && exponent >= -largest_exact_double && exponent <= largest_exact_double) {
+        // Both factors are exact, so that the processor rounds once.
         const auto number = static_cast<double>(digits);
         return std::bit_cast<uint64_t>(exponent < 0 ? number / exact_doubles[static_cast<size_t>(-exponent)]
                                                     : number * exact_doubles[static_cast<size_t>(exponent)]);

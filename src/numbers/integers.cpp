@@ -1,4 +1,5 @@
 // Integers to and from decimal text: two templates, a row for each conversion of the common form, and the short forms.
+#include <limits>
 #include <type_traits>
 
 #include "text/calling_form.h"
@@ -10,10 +11,7 @@ namespace {
 
 // The digits of the longest text of an unsigned number of as many bits.
 template <typename Int>
-constexpr int most_digits = sizeof(Int) == 1   ? 3
-                            : sizeof(Int) == 2 ? 5
-                            : sizeof(Int) == 4 ? 10
-                                               : 20;
+constexpr int most_digits = std::numeric_limits<std::make_unsigned_t<Int>>::digits10 + 1;
 
 // Writes value, sign and terminator; zero is the empty text. Returns the number of characters. The positions written are those
 // of the longest text of the type and its terminator.

@@ -127,11 +127,8 @@ inline int32_t convert(const void *src, int32_t *srcLen, void *dst, int32_t dstS
 using namespace zemt;
 
 #define CONVERSION(name, source, destination, kind, empty_source, reported)                                                    \
-    ZEMT_COMMON_FORM(name)                                                                                                     \
-    {                                                                                                                          \
-        return convert<source, destination, Kind::kind, EmptySource::empty_source, Reported::reported>(                        \
-            src, srcLen, dst, dstSize, outLen, parms);                                                                         \
-    }
+    ZEMT_ROW(name, convert<source, destination, Kind::kind, EmptySource::empty_source, Reported::reported>(                    \
+                       src, srcLen, dst, dstSize, outLen, parms))
 
 // clang-format off
 //         exported name                     source      destination                kind       empty source  *srcLen receives

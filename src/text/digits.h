@@ -34,7 +34,35 @@ inline void write_pair(char *dst, uint32_t number)
     store(dst, static_cast<Pair>(('0' + tens) | ('0' + ones) << unit_bits));
 }
 
-// ---- Eight digits in a register, the first in the lowest byte ----------------------------------------------------------------
+// ---- Up to eight characters in a register, the first in the lowest byte ------------------------------------------------------
+
+// Writes the lowest count (2, 4 or 8) of them.
+template <typename Unit, int count>
+inline void write_bytes(char *dst, uint64_t word)
+{
+    using Bytes = std::conditional_t<count == 8, uint64_t, std::conditional_t<count == 4, uint32_t, uint16_t>>;
+    if constexpr (sizeof(Unit) == 4)
+        widen_word<count>(dst, word);
+    else
+        store(dst, static_cast<Bytes>(word));
+}
+
+// Writes the lowest count (1..8) of them, by two steps that may overlap.
+template <typename Unit>
+inline void write_up_to_8(char *dst, uint64_t word, int count)
+{
+    if (count == 8) return write_bytes<Unit, 8>(dst, word);
+    const uint64_t last = word << (64 - 8 * count);
+    if (count >= 4) {
+        write_bytes<Unit, 4>(dst, word);
+        write_bytes<Unit, 4>(unit_place<Unit>(dst, count - 4), last >> 32);
+    } else if (count >= 2) {
+        write_bytes<Unit, 2>(dst, word);
+        write_bytes<Unit, 2>(unit_place<Unit>(dst, count - 2), last >> 48);
+    } else {
+        write_unit<Unit>(dst, 0, word & 0xFF);
+    }
+}
 
 // 12345678 -> 1, 2, 3, 4, 5, 6, 7, 8: halves, quarters and digits are divided side by side, by multiplications.
 constexpr uint64_t split_digits(uint32_t number)
@@ -52,15 +80,11 @@ static_assert(split_digits(12345678) == 0x0807060504030201);
 template <typename Unit, int count = 8>
 inline void write_digits(char *dst, uint64_t digits)
 {
-    constexpr int unit = sizeof(Unit);
     digits |= 0x3030303030303030;  // "00000000"
-    if constexpr (count == 8 && unit == 4) {
-        widen_word<8>(dst, digits);
-    } else if constexpr (count == 8) {
-        store(dst, digits);
-    } else {
+    if constexpr (count == 8)
+        write_bytes<Unit, 8>(dst, digits);
+    else
         for (int i = 0; i < count; ++i) write_unit<Unit>(dst, i, digits >> (8 * i) & 0xFF);
-    }
 }
 
 // ---- Numbers ----------------------------------------------------------------------------------------------------------------

@@ -5,14 +5,6 @@
 namespace zemt {
 namespace {
 
-template <typename Unit>
-int32_t leading_blanks(const char *text, int32_t length)
-{
-    int32_t blanks = 0;
-    while (blanks < length && load<Unit>(unit_place<Unit>(text, blanks)) == ' ') ++blanks;
-    return blanks;
-}
-
 // Padding is long: it is passed in steps of 8 bytes as far as they are blank.
 template <typename Unit>
 int32_t without_trailing_blanks(const char *text, int32_t length)
@@ -29,7 +21,8 @@ int32_t trim(char *text, int32_t *len, bool leading, bool trailing)
 {
     int32_t length = *len < 0 ? 0 : *len;
     if (leading) {
-        const int32_t blanks = leading_blanks<Unit>(text, length);
+        int32_t blanks = 0;
+        while (blanks < length && load<Unit>(unit_place<Unit>(text, blanks)) == ' ') ++blanks;
         length -= blanks;
         if (length == 0) {
             *len = 0;

@@ -29,8 +29,8 @@ inline bool widen_short(char *dst, const char *src, int32_t length)
         const Bytes16 first = load16(src);
         const Bytes16 last = load16(src + length - 16);
         if (!all_ascii(first) || !all_ascii(last)) return false;
-        widen16<Wide>(dst, first);
-        widen16<Wide>(unit_place<Wide>(dst, length - 16), last);
+        widen_halves<Wide>(dst, unit_place<Wide>(dst, 8), first);
+        widen_halves<Wide>(unit_place<Wide>(dst, length - 16), unit_place<Wide>(dst, length - 8), last);
     }
     return true;
 }

@@ -1,7 +1,7 @@
 // Many characters of UTF-8 at a time, on x86-64.
 //
-// Every processor converts runs of characters of three bytes four at a time. Those with byte masks convert all text: up to 64
-// bytes of it, or 16 code units, side by side, whatever characters they are. Both loops go on while a block is well-formed, has
+// Every processor converts runs of characters of three bytes four at a time, but for those of UTF-16 to UTF-8. Those with byte
+// masks convert all text: up to 64 bytes of it, or 16 code units, side by side, whatever characters they are. Both loops go on while a block is well-formed, has
 // up to 4 bytes a character and fits; the rest of a text is left to the loops that know every rule.
 #pragma once
 
@@ -18,7 +18,7 @@ namespace zemt {
 
 // ---- Runs of three-byte characters ----------------------------------------------------------------------------------------
 
-// Decodes 12 bytes if they are four characters of 3 bytes, none of them 0.
+// Decodes the first 12 of 16 bytes if they are four characters of 3 bytes, none of them 0.
 template <typename Unit>
 inline bool decode_threes(char *dst, __m128i text)
 {

@@ -5,7 +5,6 @@
 
 #if ZEMT_X86_64
 
-#include <cstddef>
 #include <cstdint>
 
 namespace zemt {

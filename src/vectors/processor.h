@@ -36,12 +36,13 @@ inline bool has_wide_registers()
 }
 
 // Code of a function with this mark may only run where bytes have masks: they are loaded, stored, dropped and spread one by one.
-#define ZEMT_BYTE_MASKS __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi,avx512vbmi2,bmi,bmi2,lzcnt,popcnt")))
+#define ZEMT_BYTE_MASKS __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi,avx512vbmi2,bmi,bmi2,popcnt")))
 
 inline bool has_byte_masks()
 {
     return may_use(Level::ByteMasks) && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl") &&
-           __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2");
+           __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("bmi") &&
+           __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt");
 }
 
 }  // namespace zemt

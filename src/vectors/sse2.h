@@ -1,7 +1,6 @@
 // Sixteen characters at a time in the registers that every x86-64 processor has, and long runs in the wider ones of AVX2.
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 

@@ -1,6 +1,8 @@
 // Sixteen characters at a time: the one place where the operations of the processor are chosen.
 #pragma once
 
+#include <cstddef>
+
 #include "processor.h"
 
 #if ZEMT_X86_64
@@ -11,12 +13,6 @@
 #endif
 
 namespace zemt {
-
-template <typename Unit>
-inline void widen16(char *dst, Bytes16 value)
-{
-    widen_halves<Unit>(dst, dst + 8 * sizeof(Unit), value);
-}
 
 // Moves the ASCII characters that a text begins with, 16 at a time; returns how many.
 template <typename Unit>
@@ -29,7 +25,8 @@ inline ptrdiff_t widen_ascii(char *dst, const char *src, ptrdiff_t count)
     for (; count - moved >= 16; moved += 16) {
         const Bytes16 text = load16(src + moved);
         if (!all_ascii(text)) break;
-        widen16<Unit>(dst + moved * ptrdiff_t{sizeof(Unit)}, text);
+        char *const units = dst + moved * ptrdiff_t{sizeof(Unit)};
+        widen_halves<Unit>(units, units + 8 * sizeof(Unit), text);
     }
     return moved;
 }
