@@ -343,7 +343,7 @@ ZEMT_API int32_t ZEMTCnvWVarcharSzToInt(const wchar_t *text, int32_t *result, in
  * its two or three digits: the digits of the exact binary value, correctly rounded (ties to even), as printf("%.*e") has
  * them in the C locale. Minus zero keeps its sign. dst has ZEMT_ROOM_FLOAT_TO_STRING(digits) wide characters.
  *
- * Returns 0, or -1 for infinities, NaN and digits below 0, with nothing written.
+ * Returns 0, or -1 for infinities, NaN, digits below 0 and 32767 of them, with nothing written.
  */
 #define ZEMT_ROOM_FLOAT_TO_STRING(digits) ((digits) + 9) /* sign, first digit, point, 'E', sign, 3 digits, terminator */
 ZEMT_API int32_t FloatToString(double value, wchar_t *dst, int16_t digits) ZEMT_NOEXCEPT ZEMT_NONNULL(2);
@@ -625,7 +625,7 @@ ZEMT_API int32_t ZEMTGetNextCodePosInSourceW(const ZEMTFmtItem **entry, const wc
 /*
  * Reads NUL-terminated text under a list into ts, all 24 bytes. Literals before a code are sought forward, exactly, over
  * whatever stands before them; those behind the last code are never sought. Numbers are read in as many characters as the
- * entry's length says (one '-' allowed), and the text goes on behind the width of the keyword; names of months and "AM"/"PM"
+ * entry's length says (one '-' allowed; of HH24 in 2 fewer), and the text goes on behind the width of the keyword; names of months and "AM"/"PM"
  * are read in either case; code 20 is passed over; text that ends early leaves the remaining fields 0; text behind the last
  * code is ignored. Nothing is checked against the calendar. textLength and mode are not consulted; formatLength must be at
  * least 1.

@@ -171,6 +171,7 @@ TEST(Varnum, ReadsAndWritesTheEdges)
         bytes.resize(1 + std::min(length, 21ul), '\x02');
         if (length == 0 || length > 21 || exponent < 128 || (length == 1 && exponent != 128)) read_varnum(bytes, L"", true);
     }
+    read_varnum("\x16\xC1" + std::string(21, '\x02'), L"", true);
     for (auto *const convert : {ZEMTCnvVarcharSz_UnsignedToOraVarnum, ZEMTCnvWVarcharSz_UnsignedToOraVarnum}) {
         int32_t source_length = kept, length = 0;
         EXPECT_EQ(convert(nullptr, &source_length, destinations.offer(2), 0, &length, nullptr), 0);

@@ -97,9 +97,10 @@ TEST(Floating, RefusesWhatIsNoNumberAndTooLittleRoom)
 {
     const Outcome refused{-1, "", kept, 0};
     for (const double value : {std::strtod("inf", nullptr), std::strtod("-inf", nullptr), std::strtod("nan", nullptr), 1.5}) {
-        for (const int32_t size : {INT16_MIN, -1, 0, 30, 31, 40}) {
+        for (const int32_t size : {INT16_MIN, -1, 0, 30, 31, 40, INT16_MAX}) {
             const bool is_refused = value != 1.5 || size <= 30;
-            EXPECT_EQ(call(to_string, image(value), 0, 200, size) == refused, value != 1.5 || size < 0) << value << size;
+            EXPECT_EQ(call(to_string, image(value), 0, 200, size) == refused, value != 1.5 || size < 0 || size > 40)
+                << value << size;
             EXPECT_EQ(call(ZEMTCnvDblToWVarcharSz, image(value), 0, 100, size) == refused, is_refused) << value << size;
             EXPECT_EQ(call(ZEMTCnvFltToWVarcharSz, image(static_cast<float>(value)), 0, 60, size) == refused, is_refused)
                 << value << size;

@@ -122,6 +122,10 @@ TEST(Formatting, ParsesFormats)
             EXPECT_EQ(std::pair(status, kind), std::pair(row.status, row.kinds[i])) << row.list << " from " << i;
         }
     }
+    for (int32_t unknown : {-1, 4}) {
+        listed(L"%YYYY", status, unknown);
+        EXPECT_EQ(unknown, ZEMT_KIND_DATE);
+    }
     for (size_t code = 1; code <= std::size(keywords); ++code) {
         const auto &[keyword, component, text, kinds] = keywords[code - 1];
         for (unsigned cases = 0; cases < 1u << keyword.size(); ++cases) {
@@ -186,7 +190,7 @@ TEST(Formatting, WritesTheWantedComponents)
         {L"%PM", 3, L"  "}, {L"%PM%HH24:%MI", 3, L"13:07"}, {L"%PM%HH24%HH", 3, L"1301"}, {L"", 3, L""}, {L"x%YYYY", 0, L"x"},
         {L"%SS.%FFF", 3, L"09.045", at(0, 0, 0, 0, 0, 9, 45)}, {L"%YY/%YYYY", 3, L"-05/-0105", at(-105, 0, 0)},
         {L"%FF|%F", 3, L"1234567|1234567", at(0, 0, 0, 0, 0, 0, 1234567)}, {L"%YYYY/%YY", 3, L"0005/05", at(5, 0, 0)},
-        {L"%DD%MM%YY|", 1, L"050324"}, {L"%YYYYx", 4, L""}, {L"%YYYY/%MM/%D", 3, L"10000/100/100", at(10000, 100, 100)},
+        {L"%DD%MM%YY|", 1, L"050324"}, {L"%YYYYx", 4, L""}, {L"%YYYYx", 7, L""}, {L"%SSx", -1, L""}, {L"%YYYY/%MM/%D", 3, L"10000/100/100", at(10000, 100, 100)},
         {L"%FFFFFF|%FFFF|%FF", 3, L"1000000|1000000|1000000", at(0, 0, 0, 0, 0, 0, 1000000)},
     };
     // clang-format on
@@ -213,6 +217,10 @@ TEST(Formatting, WritesTheWantedComponents)
     EXPECT_EQ(ZEMTGetStringAFromTS(&sample, destinations.offer(27), 27, nullptr), 0);
     const ZEMTFmtItem codes[] = {{'a', 20, 0, 0}, {'b', 22, 0, 0}, {'c', 0, 0, 0}, {0, 21, 0, 0}};
     format(codes, sample, 3, L"abc");
+    Format cut(L"xxx");
+    for (ZEMTFmtItem &item : cut.list) item.ch = item.ch == 'x' && &item != &cut.list[1] ? 'x' : L'\0';
+    EXPECT_EQ(call(ZEMTCnvZEMTTSToWVarcharSz, readable(sample, 3), 0, 16, 16, &cut.parms),
+              (Outcome{0, wide(L"x\0x\0"s), 1, 0}));
     for (const int month : {0, 13, -1}) {
         for (const wchar_t *const name : {L"%MONTH", L"%MMM"}) {
             wchar_t dst[20];

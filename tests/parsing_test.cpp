@@ -67,7 +67,7 @@ TEST(Parsing, ReadsTextUnderAFormat)
         {iso, L"", 30, none}, {iso, L"2024xx-01-15", 0, day}, {iso, L"2024-01-15abc", 0, day}, {iso, L"2024/01/15", -1, year},
         {iso, L" 2024-01-15", -1, none}, {iso, L"2024-1", 55, at(2024, 1, 0)}, {iso, L"2024-1a-02", -1, year},
         {run, L"20240115", 0, day}, {iso, L"-999-01-15", 54, at(-999, 1, 15)}, {iso, L"2024--1-15", 56, at(2024, -1, 15)},
-        {L"%YYYY-%MM-%DD.", L"2024-01-15X", 0, day}, {L"abc", L"abc", 54, none},
+        {L"%YYYY-%MM-%DD.", L"2024-01-15X", 0, day}, {L"%YYYY-%MM-%DD.", L"2024-01-15.", 0, day}, {L"abc", L"abc", 54, none},
         {L"%DD\x20AC\xE9%MM\xE9%YYYY", L"24\xE9\x20AC\xE9\x31\x32\xE9\x32\x30\x32\x33", 0, at(2023, 12, 24)},
         {L"aab%YYYY %MM %DD", L"aaab2024 2 30", -1, year}, {L"aab%YYYY %MM %DD", L"aaab2024 02 30", 55, at(2024, 2, 30)},
         {L"%DD %MONTH %YYYY", L"15 march 2024", 0, at(2024, 3, 15)}, {L"%YYYY-%MMM-%DD", L"2024-Sep-09", 0, at(2024, 9, 9)},
@@ -182,7 +182,7 @@ TEST(Parsing, RefusesWhatItCannotRead)
         {ZEMTCnvDateTimeVarcharToZEMTTS, "\xFF\xFF", 0, -1, 0}, {ZEMTCnvDateTimeWVarcharToZEMTTS, "\3\0abc"s, 0, 30, 0},
         {ZEMTCnvDateTimeWVarcharToZEMTTS, "\x21\0"s + wide_text + "x", 0, 0, 33},
         {ZEMTCnvDateTimeCharToZEMTTS, text, -8, -1, -8}, {ZEMTCnvDateTimeWcharToZEMTTS, wide_text, -8, -1, -8},
-        {ZEMTCnvDateTimeWSzToZEMTTS, "\0\0\0\0"s, 1, 54, 1}, {ZEMTCnvDateTimeCharToZEMTTS, text + "\xC3(", 10, 0, 10},
+        {ZEMTCnvDateTimeWSzToZEMTTS, "\0\0\0\0"s, 1, 54, 1}, {ZEMTCnvDateTimeWSzToZEMTTS, wide_text + "\0\0\0\0"s, -7, 0, -7}, {ZEMTCnvDateTimeCharToZEMTTS, text + "\xC3(", 10, 0, 10},
     };
     // clang-format on
     for (const auto &row : rows) {
@@ -201,7 +201,17 @@ TEST(Parsing, RefusesWhatItCannotRead)
     }
     const ZEMTFmtItem passed[] = {{'x', 20, 2, 0}, {0, 1, 4, 0}, {0, 21, 0, 0}},
                       unknown[] = {{0, 1, 4, 0}, {0, 22, 0, 0}, {0, 21, 0, 0}};
+    // A literal 0 ends the run that is sought, and the text goes on behind the width of a keyword, whatever the entry's length.
+    const ZEMTFmtItem cut[] = {{'a', 0, 0, 0}, {0, 0, 0, 0}, {'b', 0, 0, 0}, {0, 1, 4, 0}, {0, 21, 0, 0}},
+                      odd[] = {{0, 1, 2, 0}, {0, 5, 2, 0}, {0, 1, 5, 0}, {0, 21, 0, 0}};
     ZEMTTS ts;
+    EXPECT_TRUE(ZEMTWVarcharSzToTS(L"xa2025", 4, cut, 9, &ts, 3) == 0 && ts.year == 2025);
+    EXPECT_TRUE(ZEMTWVarcharSzToTS(L"209912", 4, odd, 9, &ts, 3) == 0 && ts.year == 20 && ts.month == 12);
+    ZEMTFmtItem year_of_5[] = {{0, 1, 5, 0}, {0, 5, 2, 0}, {0, 7, 2, 0}, {0, 21, 0, 0}};
+    Format cut_to_16_bits(L"%YYYY%MM%DD");
+    cut_to_16_bits.date_format.formatCodes = year_of_5;
+    EXPECT_EQ(call(ZEMTCnvDateTimeWSzToZEMTTS, wide(L"67560115") + "\0\0\0\0"s, 1, 24, 0, &cut_to_16_bits.parms),
+              parsed(parsers[0], 0, day, 1));
     EXPECT_TRUE(ZEMTWVarcharSzToTS(L"2024", 4, passed, 9, &ts, 3) == 0 && ts.year == 2024);
     EXPECT_TRUE(ZEMTWVarcharSzToTS(L"2023", 4, unknown, 9, &ts, 3) == 0 && ts.year == 2023);
     EXPECT_TRUE(ZEMTWVarcharSzToTS(L"2022.", 5, unknown, 9, &ts, 3) == -1 && ts.year == 2022);

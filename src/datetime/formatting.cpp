@@ -170,6 +170,7 @@ inline int32_t format_through(ZEMTConversion *deliver, const void *src, void *ds
 template <typename Unit>
 inline int32_t format_fixed_shape(const ZEMTTS &ts, char *buf, int32_t size, int32_t *outLen)
 {
+    if (size <= 0) return ZEMT_RC_ERROR;
     const struct {
         char separator;  // in front
         int32_t number, digits;

@@ -174,8 +174,6 @@ inline int32_t parse_and_deliver(Text &text, void *dst, int32_t *outLen, const Z
     return ZEMT_RC_OK;
 }
 
-using TextScratch = Scratch<wchar_t, 128>;
-
 // Characters of a source, how many there are, and what is reported of them.
 struct Source {
     int32_t status;

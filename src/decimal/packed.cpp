@@ -9,10 +9,11 @@
 #include "text/layouts.h"
 
 // Sanitizers take a read behind a field for a fault, although the page is there.
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define ZEMT_READS_BYTEWISE 1
 #elif defined(__has_feature)
-#define ZEMT_READS_BYTEWISE (__has_feature(address_sanitizer) || __has_feature(memory_sanitizer))
+#define ZEMT_READS_BYTEWISE                                                                                                    \
+    (__has_feature(address_sanitizer) || __has_feature(memory_sanitizer) || __has_feature(thread_sanitizer))
 #else
 #define ZEMT_READS_BYTEWISE 0
 #endif

@@ -283,7 +283,7 @@ ZEMT_ROW(ZEMTCnvWVarcharSzToFlt, parse_float<float>(src, dst))
 int32_t FloatToString(double value, wchar_t *dst, int16_t digits) noexcept
 {
     const auto bits = std::bit_cast<uint64_t>(value);
-    if (digits < 0 || !is_finite(bits)) return ZEMT_RC_ERROR;
+    if (digits < 0 || digits == INT16_MAX || !is_finite(bits)) return ZEMT_RC_ERROR;
     if (digits <= double_digits) {
         write_scientific(bytes(dst), bits, digits);
     } else {
