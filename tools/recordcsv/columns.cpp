@@ -2,278 +2,253 @@
 
 #include <algorithm>
 #include <cstring>
-#include <cwchar>
-
-#include "decimals.h"
-#include "values.h"
+#include <type_traits>
 
 namespace recordcsv {
 namespace {
 
-// ---- Storage ----------------------------------------------------------------------------------------------------------------
-
 constexpr int32_t prefix_size = sizeof(int16_t);
-
-template <int32_t Bytes>
-constexpr int32_t whole_size(int32_t /*length*/)
-{
-    return Bytes;
-}
-
-template <int32_t Unit>
-constexpr int32_t characters_size(int32_t length)
-{
-    return length * Unit;
-}
-
-template <int32_t Unit>
-constexpr int32_t prefixed_size(int32_t length)
-{
-    return prefix_size + length * Unit;
-}
-
-template <int32_t Unit>
-constexpr int32_t terminated_size(int32_t length)
-{
-    return (length + 1) * Unit;
-}
-
-constexpr int32_t packed_size(int32_t precision)
-{
-    return (precision + 2) / 2;
-}
-
 constexpr int32_t wide = sizeof(wchar_t);
-
-template <int32_t Bytes>
-constexpr Storage whole{Frame::Whole, Bytes, whole_size<Bytes>, whole_size<Bytes>};
-template <int32_t Unit>
-constexpr Storage padded{Frame::Padded, Unit, characters_size<Unit>, characters_size<Unit>};
-template <int32_t Unit>
-constexpr Storage terminated{Frame::Terminated, Unit, terminated_size<Unit>, characters_size<Unit>};
-// The conversion into a Varchar counts the prefix in its room, the one into a WVarchar does not.
-constexpr Storage prefixed{Frame::Prefixed, 1, prefixed_size<1>, prefixed_size<1>};
-constexpr Storage wide_prefixed{Frame::Prefixed, wide, prefixed_size<wide>, characters_size<wide>};
-constexpr Storage packed{Frame::Whole, 1, packed_size, packed_size};
-constexpr int32_t varnum_size = ZEMT_SIZE_ORA_VARNUM;
-constexpr Storage varnum{Frame::Counted, 1, whole_size<varnum_size>, whole_size<varnum_size>};
-
-bool holds(std::span<const std::byte> bytes, std::size_t at, std::size_t size, uint32_t character)
-{
-    uint32_t found = 0;
-    std::memcpy(&found, bytes.data() + at, size);
-    return found == character;
-}
-
-std::span<const std::byte> before_blanks(std::span<const std::byte> text, std::size_t unit)
-{
-    std::size_t end = text.size();
-    while (end != 0 && holds(text, end - unit, unit, ' ')) end -= unit;
-    return text.first(end);
-}
-
-std::span<const std::byte> behind_blanks(std::span<const std::byte> text, std::size_t unit)
-{
-    std::size_t start = 0;
-    while (start != text.size() && holds(text, start, unit, ' ')) start += unit;
-    return text.subspan(start);
-}
-
-// ---- Rules ------------------------------------------------------------------------------------------------------------------
-
-std::string_view without_trailing_blanks(std::string_view text)
-{
-    return text.substr(0, text.find_last_not_of(' ') + 1);
-}
-
-bool same_text(const Column &column, std::string_view field, std::string_view read_back)
-{
-    if (column.type->storage.frame == Frame::Padded) return without_trailing_blanks(field) == read_back;
-    return field == read_back;
-}
-
-// The library reads integers modulo 2^N and "-" as 0, packs any character and drops digits that a VARNUM cannot hold.
-bool same_digits(const Column & /*column*/, std::string_view field, std::string_view read_back)
-{
-    return same_number(field, read_back);
-}
-
-// The nearest number stands for what has been written, but the library does not say that it stopped at the 'a' of "12abc", and
-// takes more notations for a number than people do.
-bool nearest_number(const Column & /*column*/, std::string_view field, std::string_view /*read_back*/)
-{
-    return parse_decimal(field).has_value();
-}
-
-char lower(char character)
-{
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-}
-
-// The library reads on over characters that do not belong to the format and leaves off behind its last keyword: the value
-// counts only if all of the field was understood. The field may end early.
-bool same_moment(const Column &column, std::string_view field, std::string_view read_back)
-{
-    const std::string complete = std::string(read_back) + column.write_format->ending;
-    return field.size() <= complete.size() &&
-           std::ranges::equal(field, std::string_view(complete).substr(0, field.size()), {}, lower, lower);
-}
-
-template <std::size_t Meaningful>
-bool same_start(const Column & /*column*/, std::span<const std::byte> value, std::span<const std::byte> read_back)
-{
-    return std::ranges::equal(value.first(Meaningful), read_back.first(Meaningful));
-}
-
-bool same_bytes(const Column & /*column*/, std::span<const std::byte> value, std::span<const std::byte> read_back)
-{
-    return std::ranges::equal(value, read_back);
-}
-
-bool same_characters(const Column &column, std::span<const std::byte> value, std::span<const std::byte> read_back)
-{
-    if (!column.trim) return std::ranges::equal(value, read_back);
-    const auto unit = static_cast<std::size_t>(column.type->storage.unit);
-    return std::ranges::equal(behind_blanks(before_blanks(value, unit), unit), read_back);
-}
-
-// The sign 0xF says that a number has none, and 0xC is written in its place. All others would be lost in the text.
-bool same_packed(const Column & /*column*/, std::span<const std::byte> value, std::span<const std::byte> read_back)
-{
-    constexpr std::byte sign{0x0F};
-    constexpr std::byte positive{0x0C};
-    const bool no_sign = (value.back() & sign) == sign;
-    const std::byte last = no_sign ? (value.back() & ~sign) | positive : value.back();
-    const std::size_t rest = value.size() - 1;
-    return std::ranges::equal(value.first(rest), read_back.first(rest)) && last == read_back.back();
-}
-
-// The bytes behind the components of a date/time record say nothing.
-constexpr auto same_stamp = same_start<offsetof(ZEMTTS, reserved)>;
-constexpr auto same_date = same_start<offsetof(ZEMTDate, reserved)>;
-constexpr auto same_time = same_start<offsetof(ZEMTTime, reserved)>;
-
-constexpr Rules text_rules{Takes::Length, Empty::Text, same_characters, same_text};
-constexpr Rules int_rules{Takes::Nothing, Empty::Zero, same_bytes, same_digits, Zero::Converted};
-constexpr Rules float_rules{Takes::Nothing, Empty::Zero, same_bytes, nearest_number, Zero::Cleared};
-constexpr Rules packed_rules{Takes::Precision, Empty::Zero, same_packed, same_digits, Zero::Converted};
-constexpr Rules varnum_rules{Takes::Nothing, Empty::Unset, same_bytes, same_digits, Zero::Converted};
-constexpr Rules stamp_rules{Takes::Format, Empty::Unset, same_stamp, same_moment};
-constexpr Rules date_rules{Takes::Format, Empty::Unset, same_date, same_moment, Zero::None, ZEMT_KIND_DATE};
-// All bytes 0 is midnight. The library reads a time only together with a valid date.
-constexpr Rules time_rules{Takes::Format, Empty::Refused, same_time,        same_moment,
-                           Zero::None,    ZEMT_KIND_TIME, "%YYYY-%MM-%DD ", "2000-01-01 "};
-
-// ---- Conversions ------------------------------------------------------------------------------------------------------------
-
-// Eight digits tell most numbers of 32 bits apart, nine tell all: 1000.00006 is written as "1.00000006E+03", because
-// "1.0000001E+03" is its neighbour 1000.0001.
-int32_t flt_to_text(const void *source, int32_t *source_length, void *text, int32_t room, int32_t *length,
-                    const ZEMTCnvParms *parms) noexcept
-{
-    const int32_t status = ZEMTCnvFltToWVarcharSz(source, source_length, text, room, length, parms);
-    if (status != ZEMT_RC_OK) return status;
-    float value = 0;
-    float read_back = 0;  // stays so for a zero
-    std::memcpy(&value, source, sizeof value);
-    ZEMTCnvWVarcharSzToFlt(text, nullptr, &read_back, sizeof read_back, nullptr, nullptr);
-    if (value == read_back) return status;
-    auto *const characters = static_cast<wchar_t *>(text);
-    const int32_t longer = FloatToString(static_cast<double>(value), characters, 8);
-    *length = static_cast<int32_t>(std::wcslen(characters));
-    return longer;
-}
-
-// ---- The table --------------------------------------------------------------------------------------------------------------
-
 constexpr int32_t no_limit = 1 << 20;
 constexpr int32_t varchar_limit = 32767;
 constexpr int32_t wvarchar_limit = varchar_limit / wide;
+constexpr std::string_view number_in_double = "a decimal number that the type can hold, and not one that only rounds to 0";
+
+// 8-bit text has conversions for integers of 32 and 64 bits. What does not fit narrower ones is told by reading it back.
+template <typename Int>
+int32_t integer_to_text(const void *src, int32_t *srcLen, void *dst, int32_t dstSize, int32_t *outLen,
+                        const ZEMTCnvParms *parms) noexcept
+{
+    Int value;
+    std::memcpy(&value, src, sizeof value);
+    auto *text = static_cast<char *>(dst);
+    if constexpr (std::is_signed_v<Int> && sizeof(Int) < 8) {
+        return ZEMTCnvIntToVarcharSz(value, text, outLen);
+    } else if constexpr (sizeof(Int) < 8) {
+        const uint32_t number = value;
+        return ZEMTCnvUIntToVarcharSz(&number, srcLen, text, dstSize, outLen, parms);
+    } else {
+        const bool negative = std::is_signed_v<Int> && value < Int{0};
+        const uint64_t number = negative ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
+        *text = '-';
+        const int32_t status = ZEMTCnvULONGLONGToVarcharSz(&number, srcLen, text + negative, dstSize, outLen, parms);
+        *outLen += negative;
+        return status;
+    }
+}
+
+template <typename Int>
+int32_t text_to_integer(const void *src, int32_t *srcLen, void *dst, int32_t dstSize, int32_t *outLen,
+                        const ZEMTCnvParms *parms) noexcept
+{
+    const auto *const text = static_cast<const char *>(src);
+    std::conditional_t<sizeof(Int) == 8, uint64_t, uint32_t> number = 0;
+    int32_t status;
+    if constexpr (std::is_signed_v<Int> && sizeof(Int) < 8) {
+        int32_t signed_number = 0;
+        status = ZEMTCnvVarcharSzToInt(text, &signed_number, 0, INT32_MAX);
+        number = static_cast<uint32_t>(signed_number);
+    } else if constexpr (sizeof(Int) < 8) {
+        status = ZEMTCnvVarcharSzToUInt(text, srcLen, &number, dstSize, outLen, parms);
+    } else {
+        const bool negative = std::is_signed_v<Int> && *text == '-';
+        status = ZEMTCnvVarcharSzToULONGLONG(text + negative, srcLen, &number, dstSize, outLen, parms);
+        if (negative) number = 0 - number;
+    }
+    const auto value = static_cast<Int>(number);
+    std::memcpy(dst, &value, sizeof value);
+    return status;
+}
 
 constexpr ColumnType column_types[] = {
     // clang-format off
-    // name        largest         storage           rules       to text                        from text
-    {"Char",       no_limit,       padded<1>,        text_rules, ZEMTCnvCharToWVarcharSz,       ZEMTCnvWVarcharSzToChar},
-    {"Varchar",    varchar_limit,  prefixed,         text_rules, ZEMTCnvVarcharToWVarcharSz,    ZEMTCnvWVarcharSzToVarchar},
-    {"VarcharSz",  no_limit,       terminated<1>,    text_rules, ZEMTCnvVarcharSzToWVarcharSz,  ZEMTCnvWVarcharSzToVarcharSz},
-    {"WChar",      no_limit,       padded<wide>,     text_rules, ZEMTCnvWCharToWVarcharSz,      ZEMTCnvWVarcharSzToWChar},
-    {"WVarchar",   wvarchar_limit, wide_prefixed,    text_rules, ZEMTCnvWVarcharToWVarcharSz,   ZEMTCnvWVarcharSzToWVarchar},
-    {"WVarcharSz", no_limit,       terminated<wide>, text_rules, ZEMTCnvWVarcharSzToWVarcharSz, ZEMTCnvWVarcharSzToWVarcharSz},
+    // name        family            frame              takes            unit  largest         to text                        from text                       expected
+    {"Char",       Family::Text,     Frame::Padded,     Takes::Length,   1,    no_limit,       ZEMTCnvCharToWVarcharSz,       ZEMTCnvWVarcharSzToChar,        {}},
+    {"Varchar",    Family::Text,     Frame::Prefixed,   Takes::Length,   1,    varchar_limit,  ZEMTCnvVarcharToWVarcharSz,    ZEMTCnvWVarcharSzToVarchar,     {}},
+    {"VarcharSz",  Family::Text,     Frame::Terminated, Takes::Length,   1,    no_limit,       ZEMTCnvVarcharSzToWVarcharSz,  ZEMTCnvWVarcharSzToVarcharSz,   {}},
+    {"WChar",      Family::WideText, Frame::Padded,     Takes::Length,   wide, no_limit,       ZEMTCnvWCharToWVarcharSz,      ZEMTCnvWVarcharSzToWChar,       {}},
+    {"WVarchar",   Family::WideText, Frame::Prefixed,   Takes::Length,   wide, wvarchar_limit, ZEMTCnvWVarcharToWVarcharSz,   ZEMTCnvWVarcharSzToWVarchar,    {}},
+    {"WVarcharSz", Family::WideText, Frame::Terminated, Takes::Length,   wide, no_limit,       ZEMTCnvWVarcharSzToWVarcharSz, ZEMTCnvWVarcharSzToWVarcharSz,  {}},
 
-    {"TinyInt",   0,        whole<1>, int_rules,    ZEMTCnvTinyIntToWVarcharSz,            ZEMTCnvWVarcharSzToTinyInt},
-    {"SmallInt",  0,        whole<2>, int_rules,    ZEMTCnvSmallIntToWVarcharSz,           ZEMTCnvWVarcharSzToSmallInt},
-    {"Int",       0,        whole<4>, int_rules,    ZEMTCnvIntToWVarcharSz1,               ZEMTCnvWVarcharSzToInt1},
-    {"LongLong",  0,        whole<8>, int_rules,    ZEMTCnvLongLongToWVarcharSz,           ZEMTCnvWVarcharSzToLongLong},
-    {"TinyUInt",  0,        whole<1>, int_rules,    ZEMTCnvTinyUIntToWVarcharSz,           ZEMTCnvWVarcharSzToTinyUInt},
-    {"SmallUInt", 0,        whole<2>, int_rules,    ZEMTCnvSmallUIntToWVarcharSz,          ZEMTCnvWVarcharSzToSmallUInt},
-    {"UInt",      0,        whole<4>, int_rules,    ZEMTCnvUIntToWVarcharSz,               ZEMTCnvWVarcharSzToUInt},
-    {"ULONGLONG", 0,        whole<8>, int_rules,    ZEMTCnvULONGLONGToWVarcharSz,          ZEMTCnvWVarcharSzToULONGLONG},
-    {"Dbl",       0,        whole<8>, float_rules,  ZEMTCnvDblToWVarcharSz,                ZEMTCnvWVarcharSzToDbl},
-    {"Flt",       0,        whole<4>, float_rules,  flt_to_text,                           ZEMTCnvWVarcharSzToFlt},
-    {"DecKest",   no_limit, packed,   packed_rules, ZEMTCnvDecKestToWVarcharSz,            ZEMTCnvWVarcharSzToDecKest},
-    {"OraVarnum", 0, varnum, varnum_rules, ZEMTCnvOraVarnumToWVarcharSz_Unsigned, ZEMTCnvWVarcharSz_UnsignedToOraVarnum},
+    {"TinyInt",    Family::Integer,  Frame::Whole,      Takes::Nothing,  1,    0,              integer_to_text<int8_t>, text_to_integer<int8_t>, "an integer of -128..127"},
+    {"SmallInt",   Family::Integer,  Frame::Whole,      Takes::Nothing,  2,    0,              integer_to_text<int16_t>, text_to_integer<int16_t>, "an integer of -32768..32767"},
+    {"Int",        Family::Integer,  Frame::Whole,      Takes::Nothing,  4,    0,              integer_to_text<int32_t>, text_to_integer<int32_t>, "an integer of -2147483648..2147483647"},
+    {"LongLong",   Family::Integer,  Frame::Whole,      Takes::Nothing,  8,    0,              integer_to_text<int64_t>, text_to_integer<int64_t>, "an integer of -9223372036854775808..9223372036854775807"},
+    {"TinyUInt",   Family::Integer,  Frame::Whole,      Takes::Nothing,  1,    0,              integer_to_text<uint8_t>, text_to_integer<uint8_t>, "an integer of 0..255"},
+    {"SmallUInt",  Family::Integer,  Frame::Whole,      Takes::Nothing,  2,    0,              integer_to_text<uint16_t>, text_to_integer<uint16_t>, "an integer of 0..65535"},
+    {"UInt",       Family::Integer,  Frame::Whole,      Takes::Nothing,  4,    0,              integer_to_text<uint32_t>, text_to_integer<uint32_t>, "an integer of 0..4294967295"},
+    {"ULONGLONG",  Family::Integer,  Frame::Whole,      Takes::Nothing,  8,    0,              integer_to_text<uint64_t>, text_to_integer<uint64_t>, "an integer of 0..18446744073709551615"},
+    {"Dbl",        Family::Float,    Frame::Whole,      Takes::Nothing,  8,    0,              ZEMTCnvDblToWVarcharSz,        ZEMTCnvWVarcharSzToDbl,         number_in_double},
+    {"Flt",        Family::Float,    Frame::Whole,      Takes::Nothing,  4,    0,              ZEMTCnvFltToWVarcharSz,        ZEMTCnvWVarcharSzToFlt,         number_in_double},
+    {"DecKest",    Family::Packed,   Frame::Whole,      Takes::Precision, 0,   no_limit,       ZEMTCnvDecKestToVarcharSz,    ZEMTCnvVarcharSzToDecKest,     {}},
+    {"OraVarnum",  Family::Varnum,   Frame::Counted,    Takes::Nothing,  ZEMT_SIZE_ORA_VARNUM, 0, ZEMTCnvOraVarnumToVarcharSz_Unsigned, ZEMTCnvVarcharSz_UnsignedToOraVarnum, "a decimal number without exponent, of 1e-130 to below 1e126 and up to 40 digits"},
 
-    {"ZEMTTS",   0, whole<24>, stamp_rules, ZEMTCnvZEMTTSToWVarcharSz,   ZEMTCnvDateTimeWSzToZEMTTS},
-    {"ZEMTDate", 0, whole<16>, date_rules,  ZEMTCnvZEMTDateToWVarcharSz, ZEMTCnvDateTimeWSzToZEMTDate},
-    {"ZEMTTime", 0, whole<16>, time_rules,  ZEMTCnvZEMTTimeToWVarcharSz, ZEMTCnvDateTimeWSzToZEMTTime},
+    {"ZEMTTS",     Family::Moment,   Frame::Whole,      Takes::Format,   24,   0,              ZEMTCnvZEMTTSToWVarcharSz,     ZEMTCnvDateTimeWSzToZEMTTS,     "a valid timestamp"},
+    {"ZEMTDate",   Family::Moment,   Frame::Whole,      Takes::Format,   16,   0,              ZEMTCnvZEMTDateToWVarcharSz,   ZEMTCnvDateTimeWSzToZEMTDate,   "a valid date", ZEMT_KIND_DATE},
+    {"ZEMTTime",   Family::Moment,   Frame::Whole,      Takes::Format,   16,   0,              ZEMTCnvZEMTTimeToWVarcharSz,   ZEMTCnvDateTimeWSzToZEMTTime,   "a valid time", ZEMT_KIND_TIME},
+    {"Skip",       Family::Filler,   Frame::Whole,      Takes::Length,   1,    no_limit,       nullptr,                       nullptr,                        {}},
     // clang-format on
+};
+
+struct StatusText {
+    int32_t status;
+    const char *text;
+};
+
+constexpr StatusText status_texts[] = {
+    {ZEMT_RC_ERROR, "not a value of this type and format"},
+    {ZEMT_RC_INVALID_CHAR, "a character that UTF-8 cannot carry"},
+    {ZEMT_RC_NOT_POSITIVE, "a number below 1"},
+    {ZEMT_RC_NO_SPACE, "no room for the text, or UTF-8 cut off inside a character"},
+    {ZEMT_RC_EMPTY_SOURCE, "empty"},
+    {ZEMT_RC_INVALID_YEAR, "year outside 1..9999"},
+    {ZEMT_RC_INVALID_DAY, "day outside its month"},
+    {ZEMT_RC_INVALID_MONTH, "month outside 1..12"},
+    {ZEMT_RC_INVALID_HOUR, "hour above 23"},
+    {ZEMT_RC_INVALID_MINUTE, "minute above 59"},
+    {ZEMT_RC_INVALID_SECOND, "second above 59"},
+    {ZEMT_RC_UNKNOWN_FORMAT_CODE, "a '%' in the format without a keyword"},
+    {ZEMT_RC_END_OF_FORMAT, "the format has ended"},
 };
 
 // ---- Slots ------------------------------------------------------------------------------------------------------------------
 
-std::span<const std::byte> behind_prefix(std::span<const std::byte> slot, int32_t unit)
+std::string_view before_blanks(const Column &column, const char *slot)
 {
-    int16_t size = 0;
-    std::memcpy(&size, slot.data(), prefix_size);
-    const std::span<const std::byte> room = slot.subspan(prefix_size);
-    if (size < 0 || static_cast<std::size_t>(size) > room.size()) {
-        throw ValueFailure("length prefix " + std::to_string(size) + " outside 0.." + std::to_string(room.size()));
+    std::size_t end = column.slot_size;
+    if (column.type->unit == 1) {
+        uint64_t eight_blanks = 0;
+        uint64_t last = 0;
+        std::memset(&eight_blanks, column.blank, sizeof eight_blanks);
+        while (end >= 8 && (std::memcpy(&last, slot + end - 8, 8), last == eight_blanks)) end -= 8;
+        while (end != 0 && slot[end - 1] == column.blank) --end;
+    } else {
+        const auto is_blank = [slot](std::size_t at) { return std::memcmp(slot + at, " \0\0", wide) == 0; };
+        while (end != 0 && is_blank(end - wide)) end -= wide;
     }
-    if (size % unit != 0) throw ValueFailure("length prefix " + std::to_string(size) + " ends inside a character");
-    return room.first(static_cast<std::size_t>(size));
+    return {slot, end};
 }
 
-std::span<const std::byte> before_terminator(std::span<const std::byte> slot, std::size_t unit)
+std::string_view behind_prefix(const Column &column, const char *slot)
 {
-    for (std::size_t at = 0; at < slot.size(); at += unit) {
-        if (holds(slot, at, unit, 0)) return slot.first(at);
+    int16_t size = 0;
+    std::memcpy(&size, slot, prefix_size);
+    const std::size_t room = column.slot_size - prefix_size;
+    if (size < 0 || static_cast<std::size_t>(size) > room)
+        throw ValueFailure("length prefix " + std::to_string(size) + " outside 0.." + std::to_string(room));
+    if (size % column.type->unit != 0) throw ValueFailure("length prefix " + std::to_string(size) + " ends inside a character");
+    return {slot + prefix_size, static_cast<std::size_t>(size)};
+}
+
+std::string_view before_terminator(const Column &column, const char *slot)
+{
+    const auto unit = static_cast<std::size_t>(column.type->unit);
+    std::size_t end = 0;
+    if (unit == 1) {
+        end = strnlen(slot, column.slot_size);
+    } else {
+        while (end < column.slot_size && std::memcmp(slot + end, "\0\0\0", wide) != 0) end += unit;
     }
-    throw ValueFailure("no terminator within " + std::to_string(slot.size()) + " bytes");
+    if (end < column.slot_size) return {slot, end};
+    throw ValueFailure("no terminator within " + std::to_string(column.slot_size) + " bytes");
 }
 
 // The value with its count. One that is 0 or beyond the slot is left to the library, which refuses it.
-std::span<const std::byte> with_count(std::span<const std::byte> slot)
+std::string_view with_count(const Column &column, const char *slot)
 {
-    const std::size_t size = 1 + std::to_integer<std::size_t>(slot.front());
-    return size == 1 || size > slot.size() ? slot : slot.first(size);
+    const std::size_t size = 1 + static_cast<std::size_t>(static_cast<unsigned char>(*slot));
+    return {slot, size == 1 || size > column.slot_size ? column.slot_size : size};
+}
+
+bool is_control(char character)
+{
+    return static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
 }
 
 }  // namespace
 
-std::span<const std::byte> value_in(const Column &column, std::span<const std::byte> slot)
+void refuse(int32_t status)
 {
-    const int32_t unit = column.type->storage.unit;
-    switch (column.type->storage.frame) {
-    case Frame::Padded: return before_blanks(slot, static_cast<std::size_t>(unit));
-    case Frame::Prefixed: return behind_prefix(slot, unit);
-    case Frame::Terminated: return before_terminator(slot, static_cast<std::size_t>(unit));
-    case Frame::Counted: return with_count(slot);
-    case Frame::Whole: break;
-    }
-    return slot;
+    const auto *found = std::ranges::find(status_texts, status, &StatusText::status);
+    const char *text = found == std::end(status_texts) ? "unknown" : found->text;
+    throw ValueFailure(status, "status " + std::to_string(status) + ", " + text);
 }
 
-void clear_slot(const Column &column, std::span<std::byte> slot)
+std::string shown(std::string_view text)
 {
-    std::ranges::fill(slot, std::byte{0});
-    if (column.type->storage.frame != Frame::Padded) return;
-    const auto unit = static_cast<std::size_t>(column.type->storage.unit);
-    for (std::size_t at = 0; at < slot.size(); at += unit) slot[at] = std::byte{' '};
+    constexpr std::size_t longest = 40;
+    std::size_t end = std::min(text.size(), longest);
+    while (end < text.size() && end != 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+    std::string shown(text.substr(0, end));
+    std::ranges::replace_if(shown, is_control, '?');
+    return '"' + shown + (end < text.size() ? "...\"" : "\"");
+}
+
+void Column::prepare()
+{
+    const auto number = static_cast<std::size_t>(length);
+    const auto unit = static_cast<std::size_t>(type->unit);
+    switch (type->frame) {
+    case Frame::Padded: slot_size = number * unit; break;
+    case Frame::Prefixed: slot_size = prefix_size + number * unit; break;
+    case Frame::Terminated: slot_size = (number + 1) * unit; break;
+    case Frame::Whole:
+    case Frame::Counted: slot_size = unit; break;
+    }
+    if (type->family == Family::Packed) slot_size = ZEMT_SIZE_DEC_KEST(number);
+    if (type->family == Family::Filler) slot_size = number;
+    // The conversion into a Varchar counts the prefix in its room, those into the other layouts count characters only.
+    const bool counts_prefix = type->family == Family::Text && type->frame == Frame::Prefixed;
+    write_room = type->frame == Frame::Whole || type->frame == Frame::Counted
+                     ? static_cast<int32_t>(slot_size)
+                     : length * type->unit + (counts_prefix ? prefix_size : 0);
+    // A VARNUM takes most of the numbers, a packed field of B bytes takes 2B, and a format's keywords grow to 16 characters at
+    // most.
+    const int32_t format_length = write_format ? write_format->prepared.formatLength : 0;
+    text_room = std::max({ZEMT_ROOM_ORA_VARNUM, length + 2, 16 * format_length + 1});
+    is_plain_text = (type->family == Family::Text || type->family == Family::WideText) && !trim && encoding.empty();
+    write_parms.precision = read_parms.precision = length;
+    write_parms.dateFormat = write_format ? &write_format->prepared : nullptr;
+    read_parms.dateFormat = read_format ? &read_format->prepared : nullptr;
+}
+
+std::string Column::expected() const
+{
+    const std::string count = std::to_string(length);
+    switch (type->family) {
+    case Family::Text: return "text of up to " + count + " bytes" + (encoding.empty() ? " of UTF-8" : " of " + encoding);
+    case Family::WideText: return "text of up to " + count + " characters";
+    case Family::Packed:
+        return "a number of up to " + count + " digits" +
+               (scale > 0 ? ", " + std::to_string(scale) + " of them behind the point" : "");
+    case Family::Moment: return std::string(type->expected) + " as in \"" + format + '"';
+    default: return std::string(type->expected);
+    }
+}
+
+std::string_view value_in(const Column &column, const char *slot)
+{
+    switch (column.type->frame) {
+    case Frame::Padded: return before_blanks(column, slot);
+    case Frame::Prefixed: return behind_prefix(column, slot);
+    case Frame::Terminated: return before_terminator(column, slot);
+    case Frame::Counted: return with_count(column, slot);
+    case Frame::Whole: break;
+    }
+    return {slot, column.slot_size};
+}
+
+void clear_slot(const Column &column, char *slot)
+{
+    const bool padded = column.type->frame == Frame::Padded;
+    std::memset(slot, padded && column.type->unit == 1 ? column.blank : 0, column.slot_size);
+    if (!padded || column.type->unit == 1) return;
+    for (std::size_t at = 0; at < column.slot_size; at += wide) slot[at] = ' ';
 }
 
 const ColumnType *find_type(std::string_view name)
 {
-    const auto found = std::ranges::find(column_types, name, &ColumnType::name);
+    const auto *found = std::ranges::find(column_types, name, &ColumnType::name);
     return found == std::end(column_types) ? nullptr : found;
 }
 
@@ -281,32 +256,43 @@ std::string type_names()
 {
     std::string names;
     for (const ColumnType &type : column_types) {
-        const bool takes_number = type.rules.takes == Takes::Length || type.rules.takes == Takes::Precision;
-        names.append(names.empty() ? "" : ", ").append(type.name).append(takes_number ? "(n)" : "");
+        const char *number = type.takes == Takes::Length ? "(n)" : type.takes == Takes::Precision ? "(p[,s])" : "";
+        names.append(names.empty() ? "" : ", ").append(type.name).append(number);
     }
     return names;
 }
 
 PreparedFormat::PreparedFormat(std::string_view format)
 {
-    WideText wide_format;
-    decode(format, wide_format);
-    std::string understood;
-    encode(wide_format, understood);
-    if (understood != format) throw ValueFailure("not UTF-8 text");
-    const auto length = static_cast<std::size_t>(wide_format.length);
-    items.resize(length + 1);
-    require_success(ZEMTGetFormatCodes(wide_format.buffer.data(), items.data(), &kind));
+    std::vector<wchar_t> text(format.size() + 1);
+    std::string understood(format.size() + 1, '\0');
+    int32_t length = 0;
+    int32_t bytes = 0;
+    const auto room = static_cast<int32_t>(format.size());
+    require_success(Convert8To32(text.data(), room, format.data(), room, &length));
+    require_success(Convert32To8(understood.data(), room, text.data(), length, &bytes));
+    if (std::string_view(understood).substr(0, static_cast<std::size_t>(bytes)) != format) throw ValueFailure("not UTF-8 text");
+    items.resize(static_cast<std::size_t>(length) + 1);
+    require_success(ZEMTGetFormatCodes(text.data(), items.data(), &kind));
     prepared.formatCodes = items.data();
-    prepared.formatLength = wide_format.length;
+    prepared.formatLength = length;
 
+    for (const ZEMTFmtItem &item : items)
+        has_other_literals |=
+            item.code == ZEMT_FMT_LITERAL && std::wstring_view(L"-:./ ").find(item.ch) == std::wstring_view::npos;
     auto last = std::ranges::find(items, uint32_t{ZEMT_FMT_END}, &ZEMTFmtItem::code);
     while (last != items.begin() && std::prev(last)->code == ZEMT_FMT_LITERAL) --last;
-    WideText literals;
-    for (; last->code != ZEMT_FMT_END; ++last) literals.buffer.push_back(last->ch);
-    literals.length = static_cast<int32_t>(literals.buffer.size());
-    literals.buffer.push_back(L'\0');
-    encode(literals, ending);
+    std::vector<wchar_t> literals;
+    for (; last->code != ZEMT_FMT_END; ++last) literals.push_back(last->ch);
+    ending.resize(literals.size() * 4);
+    require_success(Convert32To8(ending.data(), static_cast<int32_t>(ending.size()), literals.data(),
+                                 static_cast<int32_t>(literals.size()), &bytes));
+    ending.resize(static_cast<std::size_t>(bytes));
+}
+
+bool PreparedFormat::has(uint32_t code) const
+{
+    return std::ranges::find(items, code, &ZEMTFmtItem::code) != items.end();
 }
 
 }  // namespace recordcsv

@@ -1,29 +1,38 @@
-// The dispatch table: for each column type the layout of its slot and the library's conversions to and from wide text.
+// Columns of records: for each type the layout of its slot, the library's conversions to and from text, and what it takes.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "buffer.h"
 #include "zemt.h"
 
 namespace recordcsv {
 
 // A value that cannot be converted; what() says why.
 struct ValueFailure : std::runtime_error {
-    using std::runtime_error::runtime_error;
+    ValueFailure(int32_t failed_status, const std::string &why) : std::runtime_error(why), status(failed_status) {}
+    explicit ValueFailure(const std::string &why) : ValueFailure(ZEMT_RC_ERROR, why) {}
+
+    int32_t status;
 };
 
-// "status 56, month outside 1..12"
-std::string describe_status(int32_t status);
-void require_success(int32_t status);
+// Throws "status 56, month outside 1..12".
+[[noreturn]] void refuse(int32_t status);
 
-struct Column;
+inline void require_success(int32_t status)
+{
+    if (status != ZEMT_RC_OK) [[unlikely]]
+        refuse(status);
+}
+
+// What a type's values are, which decides how they are read back and compared.
+enum class Family { Text, WideText, Integer, Float, Packed, Varnum, Moment, Filler };
 
 // How a value lies in its slot.
 enum class Frame {
@@ -34,52 +43,20 @@ enum class Frame {
     Counted      // a byte that counts those behind it, then bytes that say nothing
 };
 
-struct Storage {
-    Frame frame;
-    int32_t unit;                           // bytes of a character
-    int32_t (*slot_size)(int32_t length);   // bytes, from the number in "Type(number)"
-    int32_t (*write_room)(int32_t length);  // the room that the conversion into the slot is told
-};
-
 // What follows a type's name in a layout file.
 enum class Takes { Nothing, Length, Precision, Format };
 
-// What an empty CSV field stands for.
-enum class Empty {
-    Text,    // the empty text
-    Zero,    // the number 0
-    Unset,   // a slot of 0 bytes
-    Refused  // nothing: all bytes 0 is a value of its own
-};
-
-// How a field that is a zero in any notation gets into its slot. Back in CSV it is "0", or "-0" where the slot says so.
-enum class Zero {
-    None,       // it does not: the type is no number
-    Converted,  // the library is given "0"
-    Cleared     // all bytes are 0, but for the sign of minus zero: the library takes none
-};
-
-struct Rules {
-    Takes takes;
-    Empty empty;
-    // Whether a value of a slot and the one that its CSV field gives back are the same.
-    bool (*same_slot)(const Column &column, std::span<const std::byte> value, std::span<const std::byte> read_back);
-    // Whether a field and the text that its slot gives back are the same value.
-    bool (*same_value)(const Column &column, std::string_view field, std::string_view read_back);
-    Zero zero = Zero::None;
-    int32_t format_kind = 0;  // the one kind of format that suits (ZEMT_KIND_...); 0: any
-    // Put in front of the column's format and of each field when reading fields.
-    std::string_view leading_format = {};
-    std::string_view leading_text = {};
-};
-
 struct ColumnType {
     std::string_view name;
-    int32_t largest;  // length or precision a layout may ask for
-    const Storage &storage;
-    const Rules &rules;
-    ZEMTConversion *to_text;    // slot to WVarcharSz
-    ZEMTConversion *from_text;  // WVarcharSz to slot
+    Family family;
+    Frame frame;
+    Takes takes;
+    int32_t unit;               // bytes of a character, or of a slot that has one size
+    int32_t largest;            // length or precision a layout may ask for
+    ZEMTConversion *to_text;    // slot to VarcharSz for integers, packed numbers and VARNUMs, to WVarcharSz for the others
+    ZEMTConversion *from_text;  // and back
+    std::string_view expected;  // what a field has to be: "an integer of -128..127"
+    int32_t format_kind = 0;    // the one kind of format that suits (ZEMT_KIND_...); 0: any
 };
 
 // Null where there is no such type.
@@ -94,29 +71,52 @@ struct PreparedFormat {
     PreparedFormat(const PreparedFormat &) = delete;
     PreparedFormat &operator=(const PreparedFormat &) = delete;
 
+    bool has(uint32_t code) const;
+
     std::vector<ZEMTFmtItem> items;
     ZEMTDateFormat prepared{};
     int32_t kind = 0;
-    std::string ending;  // the literals behind the last keyword, which are read but not written
+    bool has_other_literals = false;  // than blanks, "-", ":", "." and "/"
+    std::string ending;               // the literals behind the last keyword, which are read but not written
 };
 
 // One column of a layout.
 struct Column {
     std::string name;
     const ColumnType *type = nullptr;
-    int32_t length = 0;      // or precision, of "Type(number)"; else 0
-    bool trim = false;       // whether blanks around its text are removed
-    std::size_t offset = 0;  // of the slot in its record
+    int32_t length = 0;  // or precision, of "Type(number)"; else 0
+    int32_t scale = 0;   // digits behind the implied point of "DecKest(precision,scale)"
+    bool trim = false;   // whether blanks around its text are removed
+    std::string format = {};
+    std::string encoding = {};  // of 8-bit text; empty: UTF-8
+    char blank = ' ';           // in that encoding
+    std::size_t offset = 0;     // of the slot in its record
+    std::size_t slot_size = 0;
+    int32_t write_room = 0;      // the room that the conversion into the slot is told
+    int32_t text_room = 0;       // characters for the text of any value, without terminator
+    bool is_plain_text = false;  // neither trimmed nor in another encoding than UTF-8
     std::unique_ptr<PreparedFormat> write_format = {};
     std::unique_ptr<PreparedFormat> read_format = {};
+    ZEMTCnvParms write_parms{};
+    ZEMTCnvParms read_parms{};
 
-    int32_t slot_size() const { return type->storage.slot_size(length); }
+    // Works out what follows from the type and the members before offset.
+    void prepare();
+    // "text of up to 9 bytes of UTF-8"
+    std::string expected() const;
 };
 
 // The bytes of the value in a slot. Throws where the slot does not hold one: the library is never sent out of the slot.
-std::span<const std::byte> value_in(const Column &column, std::span<const std::byte> slot);
+std::string_view value_in(const Column &column, const char *slot);
 
 // Makes a slot hold the empty value.
-void clear_slot(const Column &column, std::span<std::byte> slot);
+void clear_slot(const Column &column, char *slot);
+
+// The library reads a time only together with a valid date, which this is.
+constexpr char padded_date[11 + readable_behind + 1] = "2000-01-01 ";
+constexpr std::string_view date_before_time(padded_date, 11);
+
+// A text in quotes for a message: cut where it is long, without control characters.
+std::string shown(std::string_view text);
 
 }  // namespace recordcsv

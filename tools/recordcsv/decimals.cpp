@@ -1,47 +1,54 @@
 #include "decimals.h"
 
-#include <algorithm>
-
 namespace recordcsv {
 namespace {
 
-bool take(std::string_view &text, std::string_view characters)
+constexpr bool is_digit(char character)
 {
-    const bool found = !text.empty() && characters.find(text.front()) != std::string_view::npos;
-    if (found) text.remove_prefix(1);
-    return found;
+    return character >= '0' && character <= '9';
 }
 
 std::string_view take_digits(std::string_view &text)
 {
-    const std::string_view digits = text.substr(0, text.find_first_not_of("0123456789"));
-    text.remove_prefix(digits.size());
+    std::size_t count = 0;
+    while (count < text.size() && is_digit(text[count])) ++count;
+    const std::string_view digits = text.substr(0, count);
+    text.remove_prefix(count);
     return digits;
+}
+
+bool take(std::string_view &text, char one, char other)
+{
+    const bool found = !text.empty() && (text.front() == one || text.front() == other);
+    if (found) text.remove_prefix(1);
+    return found;
 }
 
 }  // namespace
 
 std::optional<Decimal> parse_decimal(std::string_view text)
 {
-    Decimal number{.negative = take(text, "-")};
+    Decimal number{.negative = take(text, '-', '-')};
     number.whole = take_digits(text);
-    if (take(text, ".")) number.fraction = take_digits(text);
+    if (take(text, '.', '.')) number.fraction = take_digits(text);
     if (number.whole.empty() && number.fraction.empty()) return std::nullopt;
-    if (take(text, "eE")) {
+    if (take(text, 'e', 'E')) {
         const std::string_view exponent = text;
-        take(text, "+-");
+        take(text, '+', '-');
         if (take_digits(text).empty()) return std::nullopt;
         number.exponent = exponent;
     }
     if (!text.empty()) return std::nullopt;
 
-    number.whole.remove_prefix(std::min(number.whole.find_first_not_of('0'), number.whole.size()));
-    number.fraction = number.fraction.substr(0, number.fraction.find_last_not_of('0') + 1);
+    while (!number.whole.empty() && number.whole.front() == '0') number.whole.remove_prefix(1);
+    while (!number.fraction.empty() && number.fraction.back() == '0') number.fraction.remove_suffix(1);
     return number;
 }
 
 bool is_zero(std::string_view text)
 {
+    const std::size_t first = text.starts_with('-') ? 1 : 0;
+    if (first >= text.size() || (text[first] >= '1' && text[first] <= '9')) return false;
     const std::optional<Decimal> number = parse_decimal(text);
     return number && number->is_zero();
 }

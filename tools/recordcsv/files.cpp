@@ -1,125 +1,206 @@
 #include "files.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
 
 namespace recordcsv {
 namespace {
 
-constexpr std::size_t buffer_size = 1 << 16;
+constexpr std::size_t pending_size = std::size_t{1} << 18;
 
-File open_file(const std::string &path, const char *mode)
+// Temporary files that a signal has to remove. A slot is taken while its first character is set.
+constexpr std::size_t most_temporaries = 4;
+std::array<std::array<char, PATH_MAX>, most_temporaries> temporaries{};
+
+void remember(const std::string &path)
 {
-    File file(std::fopen(path.c_str(), mode));
-    if (!file) throw FatalError::of_errno(path);
-    return file;
+    for (auto &slot : temporaries) {
+        if (slot[0] != '\0') continue;
+        std::copy(path.begin() + 1, path.end(), slot.begin() + 1);
+        slot[path.size()] = '\0';
+        slot[0] = path[0];
+        return;
+    }
 }
 
-// A stream of this program's own on one of the standard descriptors.
-File open_standard(int descriptor, const char *mode)
+void forget(const std::string &path)
 {
-    const int own = dup(descriptor);
-    File file(own < 0 ? nullptr : fdopen(own, mode));
-    if (!file) throw FatalError::of_errno("standard stream");
-    return file;
+    for (auto &slot : temporaries) {
+        if (path == slot.data()) slot[0] = '\0';
+    }
 }
 
-uint64_t regular_size(std::FILE *file)
+void on_signal(int signal)
 {
-    struct stat status {
-    };
-    return fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode) ? static_cast<uint64_t>(status.st_size) : 0;
+    for (const auto &slot : temporaries) {
+        if (slot[0] != '\0') unlink(slot.data());
+    }
+    constexpr std::string_view message = "\nrecordcsv: interrupted; nothing has been put in place\n";
+    [[maybe_unused]] const ssize_t ignored = ::write(STDERR_FILENO, message.data(), message.size());
+    _exit(128 + signal);
+}
+
+Identity identity_of(const struct stat &status)
+{
+    return {status.st_dev, status.st_ino, S_ISREG(status.st_mode)};
+}
+
+// The permissions of a new file: those of the one that it replaces, or what the process's mask leaves.
+mode_t permissions(bool exists, const struct stat &status)
+{
+    if (exists) return status.st_mode & 07777;
+    const mode_t mask = umask(0);
+    umask(mask);
+    return 0666 & ~mask;
 }
 
 }  // namespace
 
+void handle_signals()
+{
+    struct sigaction action {
+    };
+    action.sa_handler = on_signal;
+    sigfillset(&action.sa_mask);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) sigaction(signal, &action, nullptr);
+    action.sa_handler = SIG_IGN;  // what they tell comes back from write as well
+    for (const int signal : {SIGPIPE, SIGXFSZ}) sigaction(signal, &action, nullptr);
+}
+
+Identity identify(const std::string &path, int standard_stream)
+{
+    struct stat status {
+    };
+    const bool found = path == "-" ? fstat(standard_stream, &status) == 0 : stat(path.c_str(), &status) == 0;
+    return found ? identity_of(status) : Identity{};
+}
+
 Input::Input(const std::string &path)
     : name_(path == "-" ? "standard input" : path),
-      file_(path == "-" ? open_standard(STDIN_FILENO, "rb") : open_file(path, "rb")), buffer_(buffer_size),
-      size_(regular_size(file_.get()))
+      descriptor_(path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC))
 {
+    struct stat status {
+    };
+    if (descriptor_ < 0 || fstat(descriptor_, &status) != 0) throw FatalError::of_errno(Unusable, name_);
+    if (S_ISDIR(status.st_mode)) throw FatalError(name_ + ": Is a directory");
+    identity_ = identity_of(status);
+    if (identity_.regular) size_ = static_cast<uint64_t>(status.st_size);
+#ifdef POSIX_FADV_SEQUENTIAL
+    posix_fadvise(descriptor_, 0, 0, POSIX_FADV_SEQUENTIAL);
+#endif
 }
 
-bool Input::refill()
+Input::~Input()
 {
-    next_ = 0;
-    end_ = std::fread(buffer_.data(), 1, buffer_.size(), file_.get());
-    if (std::ferror(file_.get())) throw FatalError::of_errno(name_);
-    position_ += end_;
-    return end_ != 0;
+    close(descriptor_);
 }
 
-std::size_t Input::read(std::span<std::byte> bytes)
+std::size_t Input::read(char *room, std::size_t size)
 {
     std::size_t done = 0;
-    while (done != bytes.size() && (next_ != end_ || refill())) {
-        const std::size_t piece = std::min(bytes.size() - done, end_ - next_);
-        std::memcpy(bytes.data() + done, buffer_.data() + next_, piece);
-        done += piece;
-        next_ += piece;
+    while (done < size) {
+        const ssize_t count = ::read(descriptor_, room + done, size - done);
+        if (count == 0) break;
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) throw FatalError::of_errno(FileFailed, name_);
+        done += static_cast<std::size_t>(count);
     }
+    position_ += done;
     return done;
 }
 
-bool Input::read_line(std::string &text, std::size_t longest)
+void Input::skip(uint64_t size)
 {
-    bool found = false;
-    while (next_ != end_ || refill()) {
-        const std::string_view rest(buffer_.data() + next_, end_ - next_);
-        const std::size_t line_end = rest.find_first_of("\r\n");
-        const std::string_view piece = rest.substr(0, line_end == std::string_view::npos ? line_end : line_end + 1);
-        text.append(piece);
-        next_ += piece.size();
-        found = true;
-        if (text.size() > longest) throw FatalError(name_ + ": a row is too long; a quote may be missing");
-        if (line_end == std::string_view::npos) continue;
-        const bool split_end = text.back() == '\r' && (next_ != end_ || refill()) && buffer_[next_] == '\n';
-        if (split_end) text.push_back(buffer_[next_++]);
-        break;
+    if (identity_.regular && lseek(descriptor_, static_cast<off_t>(size), SEEK_CUR) >= 0) {
+        position_ += size;
+        return;
     }
-    return found;
+    Buffer passed;
+    constexpr std::size_t step = std::size_t{1} << 16;
+    while (size > 0) {
+        const std::size_t count = read(passed.room(step), static_cast<std::size_t>(std::min<uint64_t>(size, step)));
+        if (count == 0) return;
+        size -= count;
+    }
 }
 
-Output::Output(const std::string &path)
-    : name_(path == "-" ? "standard output" : path),
-      file_(path == "-" ? open_standard(STDOUT_FILENO, "wb") : open_file(path, "wb"))
+Output::Output(const std::string &path) : path_(path == "-" ? "standard output" : path)
 {
+    struct stat status {
+    };
+    const bool exists = path != "-" && stat(path.c_str(), &status) == 0;
+    if (path == "-" || (exists && !S_ISREG(status.st_mode))) {
+        descriptor_ = path == "-" ? dup(STDOUT_FILENO) : open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    } else {
+        // A link stays one: what it leads to is replaced.
+        char real[PATH_MAX];
+        if (exists && realpath(path.c_str(), real) != nullptr) path_ = real;
+        if (exists && access(path_.c_str(), W_OK) != 0) throw FatalError::of_errno(Unusable, path_);
+        temporary_ = path_ + ".XXXXXX";
+        descriptor_ = temporary_.size() < PATH_MAX ? mkostemp(temporary_.data(), O_CLOEXEC) : -1;
+        if (descriptor_ >= 0) {
+            remember(temporary_);
+            fchmod(descriptor_, permissions(exists, status));
+        }
+    }
+    if (descriptor_ < 0) {
+        temporary_.clear();
+        throw FatalError::of_errno(Unusable, path_);
+    }
+}
+
+Output::~Output()
+{
+    if (descriptor_ >= 0) close(descriptor_);
+    if (temporary_.empty()) return;
+    unlink(temporary_.c_str());
+    forget(temporary_);
+}
+
+void Output::flush(std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        const ssize_t count = ::write(descriptor_, bytes.data(), bytes.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) throw FatalError::of_errno(errno == EPIPE ? PipeClosed : FileFailed, path_);
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+        written_ += static_cast<std::size_t>(count);
+    }
 }
 
 void Output::write(std::string_view bytes)
 {
-    if (bytes.empty()) return;
-    if (std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) != bytes.size()) throw FatalError::of_errno(name_);
+    if (pending_.size() + bytes.size() > pending_size) {
+        const Buffer all = std::move(pending_);
+        pending_ = Buffer();
+        flush(all.view());
+    }
+    if (bytes.size() > pending_size)
+        flush(bytes);
+    else
+        pending_.append(bytes);
 }
 
-void Output::finish()
+void Output::commit()
 {
-    if (std::fclose(file_.release()) != 0) throw FatalError::of_errno(name_);
-}
-
-Progress::Progress(const Input &input) : input_(input)
-{
-    constexpr uint64_t worth_the_wait = 4 << 20;
-    shown_ = input.size() > worth_the_wait && isatty(STDERR_FILENO) != 0;
-}
-
-void Progress::draw()
-{
-    constexpr std::size_t width = 50;
-    const uint64_t percent = std::min<uint64_t>(100, input_.position() * 100 / input_.size());
-    std::string bar(percent * width / 100, '=');
-    bar.resize(width, ' ');
-    std::fprintf(stderr, "\r[%s] %3d%%", bar.c_str(), static_cast<int>(percent));
-    next_ = (percent + 1) * input_.size() / 100;
-}
-
-void Progress::clear()
-{
-    if (!shown_) return;
-    std::fputs("\r\33[K", stderr);
-    next_ = 0;
+    const Buffer all = std::move(pending_);
+    pending_ = Buffer();
+    flush(all.view());
+    const int descriptor = descriptor_;
+    descriptor_ = -1;
+    if (close(descriptor) != 0) throw FatalError::of_errno(FileFailed, path_);
+    if (temporary_.empty()) return;
+    if (rename(temporary_.c_str(), path_.c_str()) != 0) throw FatalError::of_errno(FileFailed, path_);
+    forget(temporary_);
+    temporary_.clear();
 }
 
 }  // namespace recordcsv

@@ -1,98 +1,108 @@
-// Buffered input and output that report every failure, and the progress bar.
+// Input and output that report every failure. Output comes under its name when it is complete, and not before.
 #pragma once
 
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
-#include <memory>
-#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <vector>
+
+#include "buffer.h"
 
 namespace recordcsv {
 
+enum ExitStatus {
+    Converted = 0,
+    SomeRejected = 1,  // complete but for the rows that were set aside
+    Unusable = 2,      // arguments, layout, header or a file that cannot be opened: nothing has been converted
+    Stopped = 3,       // at a row that failed, without --rejects or behind --max-errors
+    FileFailed = 4,    // reading or writing failed half-way, as on a full disk
+    PipeClosed = 5     // nobody reads the output any more
+};                     // 128 + signal: interrupted
+
 // Ends the run: a file, a layout or the arguments are at fault, not a value.
 struct FatalError : std::runtime_error {
-    using std::runtime_error::runtime_error;
+    FatalError(ExitStatus exit_status, const std::string &why) : std::runtime_error(why), status(exit_status) {}
+    explicit FatalError(const std::string &why) : FatalError(Unusable, why) {}
 
-    static FatalError of_errno(const std::string &name) { return FatalError(name + ": " + std::strerror(errno)); }
+    static FatalError of_errno(ExitStatus status, const std::string &name)
+    {
+        return {status, name + ": " + std::strerror(errno)};
+    }
+
+    ExitStatus status;
 };
 
-struct CloseFile {
-    void operator()(std::FILE *file) const { std::fclose(file); }
-};
+// A file of which there may be another name. No two are the same where one is no regular file.
+struct Identity {
+    uint64_t device = 0;
+    uint64_t inode = 0;
+    bool regular = false;
 
-using File = std::unique_ptr<std::FILE, CloseFile>;
+    bool operator==(const Identity &other) const
+    {
+        return regular && other.regular && device == other.device && inode == other.inode;
+    }
+};
 
 // "-" is standard input.
 class Input
 {
 public:
     explicit Input(const std::string &path);
+    ~Input();
+    Input(const Input &) = delete;
+    Input &operator=(const Input &) = delete;
 
-    // Fills bytes as far as the input goes and returns how many there were.
-    std::size_t read(std::span<std::byte> bytes);
+    // Fills the room as far as the input goes and returns how many bytes there were.
+    std::size_t read(char *room, std::size_t size);
+    // Passes over bytes, as far as there are any.
+    void skip(uint64_t size);
 
-    // Appends a line with its end ("\n", "\r\n" or "\r") to text; false where there is none left.
-    bool read_line(std::string &text, std::size_t longest);
-
+    const std::string &name() const { return name_; }
     uint64_t position() const { return position_; }
-    // 0 where the input is no regular file.
-    uint64_t size() const { return size_; }
+    uint64_t size() const { return size_; }  // 0 where the input is no regular file
+    const Identity &identity() const { return identity_; }
 
 private:
-    bool refill();
-
     std::string name_;
-    File file_;
-    std::vector<char> buffer_;
-    std::size_t next_ = 0;
-    std::size_t end_ = 0;
+    int descriptor_;
     uint64_t position_ = 0;
     uint64_t size_ = 0;
+    Identity identity_;
 };
 
-// "-" is standard output.
+// "-" is standard output. A file is written beside its place and moved there by commit; without that it leaves no trace.
+// Devices, pipes and standard output are written directly.
 class Output
 {
 public:
     explicit Output(const std::string &path);
+    ~Output();
+    Output(const Output &) = delete;
+    Output &operator=(const Output &) = delete;
 
     void write(std::string_view bytes);
-    // To be called at the end: only then is it known that everything has been written.
-    void finish();
+    void commit();
+
+    uint64_t written() const { return written_ + pending_.size(); }
 
 private:
-    std::string name_;
-    File file_;
+    void flush(std::string_view bytes);
+
+    std::string path_;
+    std::string temporary_;  // empty where there is none
+    int descriptor_ = -1;
+    uint64_t written_ = 0;
+    Buffer pending_;
 };
 
-// A bar on standard error, where that is a terminal and the input is worth the wait.
-class Progress
-{
-public:
-    explicit Progress(const Input &input);
-    ~Progress() { clear(); }
-    Progress(const Progress &) = delete;
-    Progress &operator=(const Progress &) = delete;
+// What the file of that name, or the standard stream for "-", is.
+Identity identify(const std::string &path, int standard_stream);
 
-    void update()
-    {
-        if (shown_ && input_.position() >= next_) draw();
-    }
-    // Makes way for a message.
-    void clear();
-
-private:
-    void draw();
-
-    const Input &input_;
-    bool shown_;
-    uint64_t next_ = 0;
-};
+// Lets Ctrl-C and its like end the program with 128 + signal, without temporary files and with a message.
+void handle_signals();
 
 }  // namespace recordcsv
