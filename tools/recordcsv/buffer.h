@@ -41,6 +41,11 @@ public:
     // Counts bytes that have been written into the room.
     void add(std::size_t size) { size_ += size; }
     void cut(std::size_t size) { size_ = size; }
+    // Drops bytes at the start.
+    void drop(std::size_t size)
+    {
+        if (size > 0) std::memmove(bytes_.get(), bytes_.get() + size, size_ -= size);
+    }
 
     std::size_t size() const { return size_; }
     char *data() { return bytes_.get(); }

@@ -1,6 +1,7 @@
 #include "columns.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <type_traits>
 
@@ -98,7 +99,6 @@ struct StatusText {
 constexpr StatusText status_texts[] = {
     {ZEMT_RC_ERROR, "not a value of this type and format"},
     {ZEMT_RC_INVALID_CHAR, "a character that UTF-8 cannot carry"},
-    {ZEMT_RC_NOT_POSITIVE, "a number below 1"},
     {ZEMT_RC_NO_SPACE, "no room for the text, or UTF-8 cut off inside a character"},
     {ZEMT_RC_EMPTY_SOURCE, "empty"},
     {ZEMT_RC_INVALID_YEAR, "year outside 1..9999"},
@@ -108,7 +108,6 @@ constexpr StatusText status_texts[] = {
     {ZEMT_RC_INVALID_MINUTE, "minute above 59"},
     {ZEMT_RC_INVALID_SECOND, "second above 59"},
     {ZEMT_RC_UNKNOWN_FORMAT_CODE, "a '%' in the format without a keyword"},
-    {ZEMT_RC_END_OF_FORMAT, "the format has ended"},
 };
 
 // ---- Slots ------------------------------------------------------------------------------------------------------------------
@@ -174,6 +173,26 @@ void refuse(int32_t status)
     throw ValueFailure(status, "status " + std::to_string(status) + ", " + text);
 }
 
+bool is_utf8(std::string_view text)
+{
+    constexpr std::string_view replacement = "\xEF\xBF\xBD";  // which the library reads as '?'
+    if (const std::size_t at = text.find(replacement); at != std::string_view::npos)
+        return is_utf8(text.substr(0, at)) && is_utf8(text.substr(at + replacement.size()));
+    std::vector<wchar_t> characters(text.size() + 1);
+    std::string again(text.size() + 1, '\0');
+    int32_t length = 0;
+    int32_t bytes = 0;
+    const auto size = static_cast<int32_t>(text.size());
+    const bool read = Convert8To32(characters.data(), size, text.data(), size, &length) == ZEMT_RC_OK &&
+                      Convert32To8(again.data(), size, characters.data(), length, &bytes) == ZEMT_RC_OK;
+    const auto is_character = [](wchar_t character) {
+        const auto value = std::bit_cast<uint32_t>(character);
+        return value <= 0x10FFFF && (value & 0xFFFFF800) != 0xD800;
+    };
+    return read && std::string_view(again).substr(0, static_cast<std::size_t>(bytes)) == text &&
+           std::all_of(characters.begin(), characters.begin() + length, is_character);
+}
+
 std::string shown(std::string_view text)
 {
     constexpr std::size_t longest = 40;
@@ -181,6 +200,9 @@ std::string shown(std::string_view text)
     while (end < text.size() && end != 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
     std::string shown(text.substr(0, end));
     std::ranges::replace_if(shown, is_control, '?');
+    if (!is_utf8(shown))
+        std::ranges::replace_if(
+            shown, [](char character) { return (character & 0x80) != 0; }, '?');
     return '"' + shown + (end < text.size() ? "...\"" : "\"");
 }
 
@@ -265,21 +287,16 @@ std::string type_names()
 PreparedFormat::PreparedFormat(std::string_view format)
 {
     std::vector<wchar_t> text(format.size() + 1);
-    std::string understood(format.size() + 1, '\0');
     int32_t length = 0;
     int32_t bytes = 0;
     const auto room = static_cast<int32_t>(format.size());
+    if (!is_utf8(format)) throw ValueFailure("not UTF-8 text");
     require_success(Convert8To32(text.data(), room, format.data(), room, &length));
-    require_success(Convert32To8(understood.data(), room, text.data(), length, &bytes));
-    if (std::string_view(understood).substr(0, static_cast<std::size_t>(bytes)) != format) throw ValueFailure("not UTF-8 text");
     items.resize(static_cast<std::size_t>(length) + 1);
     require_success(ZEMTGetFormatCodes(text.data(), items.data(), &kind));
     prepared.formatCodes = items.data();
     prepared.formatLength = length;
 
-    for (const ZEMTFmtItem &item : items)
-        has_other_literals |=
-            item.code == ZEMT_FMT_LITERAL && std::wstring_view(L"-:./ ").find(item.ch) == std::wstring_view::npos;
     auto last = std::ranges::find(items, uint32_t{ZEMT_FMT_END}, &ZEMTFmtItem::code);
     while (last != items.begin() && std::prev(last)->code == ZEMT_FMT_LITERAL) --last;
     std::vector<wchar_t> literals;

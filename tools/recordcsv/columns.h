@@ -76,8 +76,7 @@ struct PreparedFormat {
     std::vector<ZEMTFmtItem> items;
     ZEMTDateFormat prepared{};
     int32_t kind = 0;
-    bool has_other_literals = false;  // than blanks, "-", ":", "." and "/"
-    std::string ending;               // the literals behind the last keyword, which are read but not written
+    std::string ending;  // the literals behind the last keyword, which are read but not written
 };
 
 // One column of a layout.
@@ -115,6 +114,9 @@ void clear_slot(const Column &column, char *slot);
 // The library reads a time only together with a valid date, which this is.
 constexpr char padded_date[11 + readable_behind + 1] = "2000-01-01 ";
 constexpr std::string_view date_before_time(padded_date, 11);
+
+// Whether a text is what UTF-8 is today: without surrogates, values above 0x10FFFF and forms of its own.
+bool is_utf8(std::string_view text);
 
 // A text in quotes for a message: cut where it is long, without control characters.
 std::string shown(std::string_view text);

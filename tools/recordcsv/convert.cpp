@@ -8,12 +8,9 @@
 namespace recordcsv {
 namespace {
 
-// Bytes that a thread reads at a time: enough to be quick, and little where there are many threads.
-std::size_t block_size(const Options &options)
-{
-    constexpr std::size_t all = std::size_t{4} << 20;
-    return std::clamp(all / static_cast<std::size_t>(options.jobs), all / 64, all / 4);
-}
+// What a thread takes at a time: so little that what becomes of it is bounded, too.
+constexpr std::size_t block_size = std::size_t{1} << 18;
+constexpr std::size_t block_rows = std::size_t{1} << 14;
 
 using Columns = std::vector<const Column *>;
 
@@ -52,14 +49,14 @@ void write_block(const Converted &converted, uint64_t rows, Output &output, Repo
     report.add(rows);
 }
 
-// Calls convert and adds what it throws to the row's problems.
-template <typename Convert>
-void try_value(FailedRow &row, const Column &column, Convert convert)
+// Calls convert, and adds what it throws to the row's problems, as describe has it.
+template <typename Convert, typename Describe>
+void try_value(FailedRow &row, const Column &column, Convert convert, Describe describe)
 {
     try {
         convert();
     } catch (const ValueFailure &failure) {
-        row.problems.push_back({&column, failure.status, failure.what()});
+        row.problems.push_back({&column, failure.status, describe(std::string(failure.what()))});
     }
 }
 
@@ -88,15 +85,14 @@ class RecordReader
 {
 public:
     RecordReader(const Options &options, const Layout &layout, Input &input)
-        : input_(input), block_size_(block_size(options)), size_(layout.record_size), next_row_(options.skip + 1),
-          left_(options.count)
+        : input_(input), size_(layout.record_size), next_row_(options.skip + 1), left_(options.count)
     {
         input.skip(std::min(options.skip, static_cast<uint64_t>(INT64_MAX) / layout.record_size) * layout.record_size);
     }
 
     bool read(RecordBlock &block)
     {
-        const uint64_t rows = std::min<uint64_t>(left_, std::max<std::size_t>(1, block_size_ / size_));
+        const uint64_t rows = std::min<uint64_t>(left_, std::clamp<std::size_t>(block_size / size_, 1, block_rows));
         block.converted.clear();
         block.input.cut(0);
         block.input.add(input_.read(block.input.room(rows * size_), rows * size_));
@@ -108,7 +104,6 @@ public:
 
 private:
     Input &input_;
-    std::size_t block_size_;
     std::size_t size_;
     uint64_t next_row_;
     uint64_t left_;
@@ -147,23 +142,19 @@ private:
     {
         const std::size_t start = out.size();
         for (const Column *const column : columns_) {
-            try_value(failed, *column, [&] { convert(*column, record + column->offset, out); });
+            const char *const slot = record + column->offset;
+            try_value(
+                failed, *column, [&] { append_field(out, converter_.to_csv(*column, slot)); },
+                [&](const std::string &message) {
+                    return message + "; bytes " + hexadecimal({slot, column->slot_size});
+                });
             out.append(options_.values.delimiter);
         }
         out.cut(out.size() - 1);
         for (const Column &filler : layout_.fillers) check_filler(record, filler, failed);
-        // A blank line would be passed over, or be the field of an unset slot.
+        // A blank line would be passed over.
         if (out.size() == start && columns_.size() == 1 && failed.problems.empty()) out.append("\"\"");
         out.append('\n');
-    }
-
-    void convert(const Column &column, const char *slot, Buffer &out)
-    {
-        try {
-            append_field(out, converter_.to_csv(column, slot));
-        } catch (const ValueFailure &failure) {
-            throw ValueFailure(failure.status, failure.what() + ("; bytes " + hexadecimal({slot, column.slot_size})));
-        }
     }
 
     void check_filler(const char *record, const Column &filler, FailedRow &failed) const
@@ -185,25 +176,27 @@ private:
 struct CsvRow {
     Row row;
     uint64_t line;
+    uint64_t number;
+    bool continues;  // a line that is too long to be a row, and is set aside in pieces
 };
 
 struct CsvBlock {
     Buffer input;
     std::vector<CsvRow> rows;
-    uint64_t first_row = 0;
+    std::size_t count = 0;  // of rows, without pieces
     Converted converted;
 };
 
 class CsvReader
 {
 public:
-    CsvReader(const Options &options, Input &input)
-        : input_(input), block_size_(block_size(options)), finder_(options.values.delimiter),
-          blank_rows_(options.columns.size() == 1)
+    CsvReader(const Options &options, const Layout &layout, Input &input)
+        : input_(input), finder_(options.values.delimiter),
+          most_(std::clamp<std::size_t>(4 * block_size / layout.record_size, 1, block_rows))
     {
     }
 
-    // A layout of one column has rows that are blank lines.
+    // A CSV of one column has rows that are blank lines.
     void take_blank_lines(bool take) { blank_rows_ = take; }
 
     // Reads rows, some at a time and at least one; false where there are none left.
@@ -211,72 +204,79 @@ public:
     {
         block.converted.clear();
         block.rows.clear();
+        block.count = 0;
         block.input.cut(0);
         block.input.append(rest_.view());
         rest_.cut(0);
         std::size_t at = 0;
-        while (block.rows.size() < most) {
-            const bool found = find_rows(block, at, most);
-            if (found || (ended_ && at == block.input.size())) break;
-            fill(block);
+        for (;;) {
+            at += find_rows(block, at, std::min(most, most_));
+            if (!block.rows.empty() || (ended_ && at == block.input.size())) break;
+            block.input.drop(at);  // rows point into it, but there are none yet
+            at = 0;
+            const std::size_t size = std::max(block_size, block.input.size() / 4);
+            const std::size_t count = input_.read(block.input.room(size), size);
+            block.input.add(count);
+            ended_ = count < size;
         }
         rest_.append(block.input.view().substr(at));
         return !block.rows.empty();
     }
 
+    // The number of the next row.
+    void number_from(uint64_t number) { next_number_ = number; }
+
 private:
-    // Adds the rows that the block has whole, and moves at behind them.
-    bool find_rows(CsvBlock &block, std::size_t &at, std::size_t most)
+    // Adds the rows that stand from a place on, and returns how many bytes they have.
+    std::size_t find_rows(CsvBlock &block, std::size_t from, std::size_t most)
     {
         finder_.forget();
-        if (at_start_ && block.input.size() >= 3) {
+        std::size_t at = from;
+        if (at_start_ && (ended_ || block.input.size() >= byte_order_mark.size())) {
             at_start_ = false;
-            if (block.input.view().starts_with("\xEF\xBB\xBF")) at = 3;
+            if (block.input.view().starts_with(byte_order_mark)) at += byte_order_mark.size();
         }
         Row row;
-        while (block.rows.size() < most && find_row(block.input.view().substr(at), row)) {
-            if (!row.text.empty() || blank_rows_ || row.problem != nullptr) block.rows.push_back({row, line_});
+        while (block.count < most && at - from < block_size) {
+            const bool continues = in_long_line_;
+            if (!find_row(block.input.view().substr(at), row)) break;
+            if (!row.text.empty() || blank_rows_ || row.problem != nullptr) {
+                block.rows.push_back({row, line_, continues ? next_number_ - 1 : next_number_++, continues});
+                block.count += continues ? 0 : 1;
+            }
             line_ += row.lines;
             at += row.size;
         }
-        return !block.rows.empty();
+        return at - from;
     }
 
     bool find_row(std::string_view text, Row &row)
     {
         if (text.empty()) return false;
-        if (!finder_.find(text, ended_, row)) {
-            if (text.size() <= longest_row) return false;
-            row = {text, text.size(), 0};  // a piece of a line
-            in_long_line_ = true;
-        } else if (!in_long_line_) {
-            return true;
-        } else {
-            in_long_line_ = false;
+        const char *problem = "a row of more than 16 MiB";
+        if (!in_long_line_) {
+            const Search search = finder_.find(text, ended_, row);
+            if (search != Search::TooLong) return search == Search::Found;
+            text = text.substr(0, longest_row);
+            if (text.find('\n') != std::string_view::npos) problem = "a quote that nothing closes within 16 MiB";
         }
-        row.problem = "a row of more than 16 MiB, set aside in pieces";
+        const std::size_t line_end = text.find('\n');
+        in_long_line_ = line_end == std::string_view::npos;
+        const std::size_t size = in_long_line_ ? text.size() : line_end + 1;
+        row = {text.substr(0, size), size, in_long_line_ ? 0u : 1u, problem};
         return true;
     }
 
-    // Reads more behind what the block has. Rows point into it, so that there are none yet.
-    void fill(CsvBlock &block)
-    {
-        const std::size_t size = std::max(block_size_, block.input.size());
-        const std::size_t count = input_.read(block.input.room(size), size);
-        block.input.add(count);
-        ended_ = count < size;
-        if (ended_ && at_start_ && block.input.size() < 3) at_start_ = false;
-    }
-
     Input &input_;
-    std::size_t block_size_;
     RowFinder finder_;
+    std::size_t most_;
     Buffer rest_;
-    bool blank_rows_;
+    bool blank_rows_ = false;
     bool at_start_ = true;
     bool ended_ = false;
     bool in_long_line_ = false;
     uint64_t line_ = 1;
+    uint64_t next_number_ = 1;
 };
 
 std::string with_line_end(std::string_view raw)
@@ -323,9 +323,8 @@ public:
 
     void convert(CsvBlock &block)
     {
-        for (std::size_t i = 0; i < block.rows.size(); ++i) {
-            const CsvRow &row = block.rows[i];
-            FailedRow failed{.row = block.first_row + i, .line = row.line};
+        for (const CsvRow &row : block.rows) {
+            FailedRow failed{.row = row.number, .line = row.line, .continues = row.continues};
             char *const record = block.converted.output.room(empty_.size());
             if (row.row.problem != nullptr)
                 failed.problems.push_back({nullptr, ZEMT_RC_ERROR, std::string("not CSV: ") + row.row.problem});
@@ -343,29 +342,23 @@ public:
 private:
     void convert(std::string_view row, char *record, FailedRow &failed)
     {
-        const std::vector<Field> &fields = splitter_.split(row);
-        if (fields.size() != columns_.size()) {
+        const std::vector<Field> &fields = splitter_.split(row, columns_.size());
+        if (splitter_.count() != columns_.size()) {
             failed.problems.push_back(
                 {nullptr, ZEMT_RC_ERROR,
-                 std::to_string(fields.size()) + " fields for " + std::to_string(columns_.size()) + " columns"});
+                 std::to_string(splitter_.count()) + " fields for " + std::to_string(columns_.size()) + " columns"});
             return;
         }
         std::copy(empty_.begin(), empty_.end(), record);
         for (std::size_t i = 0; i < fields.size(); ++i) {
             const Column *const column = columns_[i];
             if (column == nullptr) continue;
-            try_value(failed, *column, [&] { convert(*column, fields[i], record); });
-        }
-    }
-
-    void convert(const Column &column, const Field &field, char *record)
-    {
-        try {
-            converter_.from_csv(column, field, record + column.offset);
-        } catch (const ValueFailure &failure) {
-            std::string message = failure.what();
-            if (!message.starts_with('"')) message = shown(field.text) + ": " + message;
-            throw ValueFailure(failure.status, message + "; expected " + column.expected());
+            try_value(
+                failed, *column, [&] { converter_.from_csv(*column, fields[i], record + column->offset); },
+                [&](const std::string &message) {
+                    const std::string value = message.starts_with('"') ? "" : shown(fields[i].text) + ": ";
+                    return value + message + "; expected " + column->expected();
+                });
         }
     }
 
@@ -398,41 +391,37 @@ void records_to_csv(const Options &options, const Layout &layout, Input &input, 
         [&](RecordBlock &block) {
             const std::size_t rows = (block.input.size() + layout.record_size - 1) / layout.record_size;
             write_block(block.converted, rows, output, report);
-        });
+        },
+        [&] { input.cancel(); });
 }
 
 void csv_to_records(const Options &options, const Layout &layout, Input &input, Output &output, Report &report)
 {
     Columns columns = chosen_columns(options, layout);
-    CsvReader reader(options, input);
+    CsvReader reader(options, layout, input);
     CsvBlock start;
     if (options.header) {
         if (!reader.read(start, 1)) throw FatalError("the input has no header row");
         const Row &header = start.rows.front().row;
         if (header.problem != nullptr) throw FatalError(std::string("header row: not CSV: ") + header.problem);
-        columns = columns_of_header(layout, columns, FieldSplitter(options.values.delimiter).split(header.text));
+        columns = columns_of_header(layout, columns,
+                                    FieldSplitter(options.values.delimiter).split(header.text, layout.columns.size() + 1));
         report.set_reject_header(with_line_end({header.text.data(), header.size}));
     }
     reader.take_blank_lines(columns.size() == 1);
 
-    uint64_t next_row = 1;
+    reader.number_from(1);
     uint64_t left = options.count;
-    for (uint64_t skip = options.skip; skip > 0;) {
-        if (!reader.read(start, skip)) break;
-        skip -= start.rows.size();
-        next_row += start.rows.size();
-    }
+    for (uint64_t skip = options.skip; skip > 0 && reader.read(start, skip);) skip -= start.count;
     run_pipeline<CsvBlock, CsvConverter>(
         options.jobs, [&] { return CsvConverter(options, layout, columns); },
         [&](CsvBlock &block) {
-            block.first_row = next_row;
             const bool any = left > 0 && reader.read(block, left);
-            next_row += block.rows.size();
-            left -= any ? block.rows.size() : 0;
+            left -= any ? block.count : 0;
             return any;
         },
         [](CsvBlock &block, CsvConverter &converter) { converter.convert(block); },
-        [&](CsvBlock &block) { write_block(block.converted, block.rows.size(), output, report); });
+        [&](CsvBlock &block) { write_block(block.converted, block.count, output, report); }, [&] { input.cancel(); });
 }
 
 }  // namespace recordcsv

@@ -12,72 +12,67 @@ const char *find_char(const char *at, const char *end, char character)
     return found == nullptr ? end : static_cast<const char *>(found);
 }
 
-bool is_blank(char character)
-{
-    return character == ' ' || character == '\t';
-}
-
 }  // namespace
 
-bool RowFinder::find(std::string_view text, bool ended, Row &row)
+Search RowFinder::find(std::string_view text, bool ended, Row &row)
 {
     const char *const begin = text.data();
+    if (next_quote_ == nullptr || next_quote_ < begin) next_quote_ = find_char(begin, begin + text.size(), '"');
+    const bool full = text.size() > longest_row;
+    const bool last = ended && !full;  // nothing comes behind the text
+    const Search unfinished = full ? Search::TooLong : Search::NeedsMore;
+    text = text.substr(0, longest_row);
+
     const char *const end = begin + text.size();
     const char *const line_end = find_char(begin, end, '\n');
-    if (next_quote_ == nullptr || next_quote_ < begin) next_quote_ = find_char(begin, end, '"');
-    if (next_quote_ < line_end) return find_quoted(text, ended, row);
-    if (line_end == end && (!ended || text.empty())) return false;
-    row = {text.substr(0, static_cast<std::size_t>(line_end - begin)),
-           static_cast<std::size_t>(line_end - begin) + (line_end != end)};
+    if (next_quote_ < line_end) return find_quoted(text, unfinished, last, row);
+    if (line_end == end && (!last || text.empty())) return unfinished;
+    const auto size = static_cast<std::size_t>(line_end - begin);
+    row = {text.substr(0, size), size + (line_end != end)};
     if (row.text.ends_with('\r')) row.text.remove_suffix(1);
-    return true;
+    return Search::Found;
 }
 
 // A row is over at its first line end outside of quotes, or at the end of the line on which it stops being one.
-bool RowFinder::find_quoted(std::string_view text, bool ended, Row &row) const
+Search RowFinder::find_quoted(std::string_view text, Search unfinished, bool last, Row &row) const
 {
     const char *const begin = text.data();
     const char *const end = begin + text.size();
     const char *at = begin;
     const char *problem = nullptr;
-    for (bool at_field = true; at != end;) {
+    for (bool at_field = true; at != end && *at != '\n';) {
         if (at_field && *at == '"') {
-            for (at = find_char(at + 1, end, '"'); at + 1 < end && at[1] == '"'; at = find_char(at + 2, end, '"')) {
-            }
-            if (at + 1 >= end) {
-                const bool open = at == end;
-                if (!ended && text.size() <= longest_row) return false;
-                if (!open) {  // closed by the last byte of the file
-                    at = end;
-                    break;
-                }
+            at = find_char(at + 1, end, '"');
+            while (at + 1 < end && at[1] == '"') at = find_char(at + 2, end, '"');
+            if (at + 1 >= end && !last) return unfinished;
+            if (at == end) {
                 // What the quote keeps open may be everything else: its line is set aside, and the next one begins a row.
                 at = begin;
                 problem = "a quote that nothing closes";
                 break;
             }
-            ++at;
+            if (++at == end) break;
             const bool line_ends = *at == '\n' || (*at == '\r' && (at + 1 == end || at[1] == '\n'));
             if (*at != delimiter_ && !line_ends) {
                 problem = "a character behind a closing quote";
                 break;
             }
             at_field = false;
+            continue;
         }
-        if (*at == '\n') break;
-        if (!at_field && *at == '"') {
+        if (*at == '"') {
             problem = "a quote inside a field that has none around it";
             break;
         }
         at_field = *at++ == delimiter_;
     }
     const char *const line_end = find_char(at, end, '\n');
-    if (line_end == end && !ended && text.size() <= longest_row) return false;
+    if (line_end == end && !last) return unfinished;
     const auto size = static_cast<std::size_t>(line_end - begin);
     row = {text.substr(0, size), size + (line_end != end), 0, problem};
     row.lines = static_cast<std::size_t>(std::count(begin, line_end, '\n')) + 1;
     if (row.text.ends_with('\r')) row.text.remove_suffix(1);
-    return true;
+    return Search::Found;
 }
 
 // A field in quotes at the start of rest, which is left at the delimiter behind it.
@@ -104,20 +99,22 @@ Field FieldSplitter::take_quoted(std::string_view &rest)
     return {unescaped_.view().substr(start), true};
 }
 
-const std::vector<Field> &FieldSplitter::split(std::string_view row)
+const std::vector<Field> &FieldSplitter::split(std::string_view row, std::size_t most)
 {
     fields_.clear();
+    count_ = 0;
     unescaped_.cut(0);
     unescaped_.room(row.size());  // so that fields stay where they are
     for (std::string_view rest = row;;) {
+        Field field;
         if (rest.starts_with('"')) {
-            fields_.push_back(take_quoted(rest));
+            field = take_quoted(rest);
         } else {
             const char *const end = rest.data() + rest.size();
-            const auto size = static_cast<std::size_t>(find_char(rest.data(), end, delimiter_) - rest.data());
-            fields_.push_back({rest.substr(0, size)});
-            rest.remove_prefix(size);
+            field.text = rest.substr(0, static_cast<std::size_t>(find_char(rest.data(), end, delimiter_) - rest.data()));
+            rest.remove_prefix(field.text.size());
         }
+        if (++count_ <= most) fields_.push_back(field);
         if (rest.empty()) return fields_;
         rest.remove_prefix(1);
     }
@@ -125,9 +122,9 @@ const std::vector<Field> &FieldSplitter::split(std::string_view row)
 
 void append_text(Buffer &out, std::string_view text, char delimiter)
 {
-    const bool blanks = !text.empty() && (is_blank(text.front()) || is_blank(text.back()));
-    const bool special =
-        text.find_first_of("\"\r\n") != std::string_view::npos || text.find(delimiter) != std::string_view::npos;
+    const bool blanks = text.starts_with(' ') || text.ends_with(' ') || text.starts_with('\t') || text.ends_with('\t');
+    const bool special = text.find_first_of("\"\r\n") != std::string_view::npos ||
+                         text.find(delimiter) != std::string_view::npos || text.starts_with(byte_order_mark);
     if (blanks || special)
         append_quoted(out, text);
     else

@@ -1,7 +1,7 @@
 // CSV as RFC 4180 has it: rows found in a stretch of text, their fields, and fields written.
 #pragma once
 
-#include <string>
+#include <cstddef>
 #include <string_view>
 #include <vector>
 
@@ -10,7 +10,7 @@
 
 namespace recordcsv {
 
-constexpr std::size_t longest_row = std::size_t{16} << 20;
+constexpr std::size_t longest_row = std::size_t{16} << 20;  // with its line end
 
 struct Row {
     std::string_view text;          // without its line end
@@ -19,18 +19,20 @@ struct Row {
     const char *problem = nullptr;  // why it is no row; null where it is one
 };
 
-// Finds the row at the start of text. Nothing where the text ends inside it and more may come.
+enum class Search { Found, NeedsMore, TooLong };
+
+// Finds the row at the start of text. What it finds depends on the next longest_row bytes alone, however many there are.
 class RowFinder
 {
 public:
     explicit RowFinder(char delimiter) : delimiter_(delimiter) {}
 
-    bool find(std::string_view text, bool ended, Row &row);
+    Search find(std::string_view text, bool ended, Row &row);
     // To be called where text moves or its bytes change.
     void forget() { next_quote_ = nullptr; }
 
 private:
-    bool find_quoted(std::string_view text, bool ended, Row &row) const;
+    Search find_quoted(std::string_view text, Search unfinished, bool last, Row &row) const;
 
     char delimiter_;
     const char *next_quote_ = nullptr;  // in front of which there is none; null: not known
@@ -42,13 +44,16 @@ class FieldSplitter
 public:
     explicit FieldSplitter(char delimiter) : delimiter_(delimiter) {}
 
-    const std::vector<Field> &split(std::string_view row);
+    // Of more than so many fields only the first are kept, but all are counted.
+    const std::vector<Field> &split(std::string_view row, std::size_t most);
+    std::size_t count() const { return count_; }
 
 private:
     Field take_quoted(std::string_view &rest);
 
     char delimiter_;
     std::vector<Field> fields_;
+    std::size_t count_ = 0;
     Buffer unescaped_;
 };
 

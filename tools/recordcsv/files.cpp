@@ -1,6 +1,7 @@
 #include "files.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 
 namespace recordcsv {
 namespace {
@@ -70,9 +72,32 @@ void handle_signals()
     };
     action.sa_handler = on_signal;
     sigfillset(&action.sa_mask);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) sigaction(signal, &action, nullptr);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+        struct sigaction inherited {
+        };
+        const bool ignored = sigaction(signal, nullptr, &inherited) == 0 && inherited.sa_handler == SIG_IGN;
+        if (!ignored) sigaction(signal, &action, nullptr);  // nohup and background jobs stay as they are
+    }
     action.sa_handler = SIG_IGN;  // what they tell comes back from write as well
     for (const int signal : {SIGPIPE, SIGXFSZ}) sigaction(signal, &action, nullptr);
+}
+
+std::string canonical(const std::string &path)
+{
+    namespace fs = std::filesystem;
+    std::error_code ignored;
+    fs::path at = path;
+    for (int links = 0; links < 40 && fs::is_symlink(at, ignored); ++links)
+        at = at.parent_path() / fs::read_symlink(at, ignored);
+    const fs::path canonical = fs::weakly_canonical(fs::absolute(at, ignored), ignored);
+    return canonical.empty() ? at.string() : canonical.string();
+}
+
+void open_standard_streams()
+{
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(descriptor, F_GETFD) < 0) open("/dev/null", O_RDWR);  // which takes the lowest free place
+    }
 }
 
 Identity identify(const std::string &path, int standard_stream)
@@ -103,10 +128,21 @@ Input::~Input()
     close(descriptor_);
 }
 
+// Until there is something to be read; false once that is cancelled.
+bool Input::wait() const
+{
+    constexpr int milliseconds = 100;
+    pollfd input{descriptor_, POLLIN, 0};
+    while (!cancelled_) {
+        if (identity_.regular || poll(&input, 1, milliseconds) != 0) return true;
+    }
+    return false;
+}
+
 std::size_t Input::read(char *room, std::size_t size)
 {
     std::size_t done = 0;
-    while (done < size) {
+    while (done < size && wait()) {
         const ssize_t count = ::read(descriptor_, room + done, size - done);
         if (count == 0) break;
         if (count < 0 && errno == EINTR) continue;
@@ -120,7 +156,7 @@ std::size_t Input::read(char *room, std::size_t size)
 void Input::skip(uint64_t size)
 {
     if (identity_.regular && lseek(descriptor_, static_cast<off_t>(size), SEEK_CUR) >= 0) {
-        position_ += size;
+        position_ += std::min(size, size_);
         return;
     }
     Buffer passed;
@@ -140,12 +176,10 @@ Output::Output(const std::string &path) : path_(path == "-" ? "standard output" 
     if (path == "-" || (exists && !S_ISREG(status.st_mode))) {
         descriptor_ = path == "-" ? dup(STDOUT_FILENO) : open(path.c_str(), O_WRONLY | O_CLOEXEC);
     } else {
-        // A link stays one: what it leads to is replaced.
-        char real[PATH_MAX];
-        if (exists && realpath(path.c_str(), real) != nullptr) path_ = real;
+        path_ = canonical(path);  // a link stays one: what it leads to is replaced
         if (exists && access(path_.c_str(), W_OK) != 0) throw FatalError::of_errno(Unusable, path_);
-        temporary_ = path_ + ".XXXXXX";
-        descriptor_ = temporary_.size() < PATH_MAX ? mkostemp(temporary_.data(), O_CLOEXEC) : -1;
+        temporary_ = (std::filesystem::path(path_).parent_path() / ".recordcsv.XXXXXX").string();
+        descriptor_ = mkostemp(temporary_.data(), O_CLOEXEC);
         if (descriptor_ >= 0) {
             remember(temporary_);
             fchmod(descriptor_, permissions(exists, status));
@@ -189,7 +223,7 @@ void Output::write(std::string_view bytes)
         pending_.append(bytes);
 }
 
-void Output::commit()
+void Output::complete()
 {
     const Buffer all = std::move(pending_);
     pending_ = Buffer();
@@ -197,6 +231,10 @@ void Output::commit()
     const int descriptor = descriptor_;
     descriptor_ = -1;
     if (close(descriptor) != 0) throw FatalError::of_errno(FileFailed, path_);
+}
+
+void Output::place()
+{
     if (temporary_.empty()) return;
     if (rename(temporary_.c_str(), path_.c_str()) != 0) throw FatalError::of_errno(FileFailed, path_);
     forget(temporary_);

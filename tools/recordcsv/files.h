@@ -1,6 +1,7 @@
 // Input and output that report every failure. Output comes under its name when it is complete, and not before.
 #pragma once
 
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -58,6 +59,8 @@ public:
 
     // Fills the room as far as the input goes and returns how many bytes there were.
     std::size_t read(char *room, std::size_t size);
+    // Makes read end soon, also while another thread waits in it for a pipe.
+    void cancel() { cancelled_ = true; }
     // Passes over bytes, as far as there are any.
     void skip(uint64_t size);
 
@@ -69,12 +72,15 @@ public:
 private:
     std::string name_;
     int descriptor_;
-    uint64_t position_ = 0;
+    bool wait() const;
+
+    std::atomic<bool> cancelled_ = false;
+    std::atomic<uint64_t> position_ = 0;
     uint64_t size_ = 0;
     Identity identity_;
 };
 
-// "-" is standard output. A file is written beside its place and moved there by commit; without that it leaves no trace.
+// "-" is standard output. A file is written beside its place and moved there by place; without that it leaves no trace.
 // Devices, pipes and standard output are written directly.
 class Output
 {
@@ -85,7 +91,8 @@ public:
     Output &operator=(const Output &) = delete;
 
     void write(std::string_view bytes);
-    void commit();
+    void complete();  // everything is written
+    void place();     // and stands under its name
 
     uint64_t written() const { return written_ + pending_.size(); }
 
@@ -101,6 +108,12 @@ private:
 
 // What the file of that name, or the standard stream for "-", is.
 Identity identify(const std::string &path, int standard_stream);
+
+// What the file of that name is, or would be: no two names of it are different.
+std::string canonical(const std::string &path);
+
+// Opens what is closed of standard input, output and error, so that no other file takes its place.
+void open_standard_streams();
 
 // Lets Ctrl-C and its like end the program with 128 + signal, without temporary files and with a message.
 void handle_signals();

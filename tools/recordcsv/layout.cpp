@@ -72,6 +72,7 @@ void set_type(Column &column, std::string_view text)
     const std::size_t open = text.find('(');
     column.type = find_type(text.substr(0, open));
     if (!column.type) throw FatalError("unknown type " + shown(text));
+    if (column.type->family == Family::Filler && !column.name.empty()) throw FatalError("Skip(n) takes no name");
     const Measure *measure = measure_of(*column.type);
     if (measure) {
         if (open == std::string_view::npos || !text.ends_with(')')) {
@@ -139,6 +140,7 @@ std::optional<Column> parse_line(std::string_view line)
         set_options(filler, line);
         return filler;
     }
+    if (name->text.empty() || !is_utf8(name->text)) throw FatalError("a column's name has to be text in UTF-8");
     const std::optional<Word> type = next_word(line);
     if (!type) throw FatalError("column " + shown(name->text) + " has no type");
     Column column{.name = std::string(name->text)};

@@ -17,7 +17,8 @@ void check_outputs(const Options &options, const Input &input)
         bool twice = output == input.identity() || output == identify(options.layout, STDIN_FILENO);
         for (std::size_t other = 0; other < i; ++other) {
             const bool device = !output.regular && *outputs[i] != "-" && access(outputs[i]->c_str(), F_OK) == 0;
-            twice |= (*outputs[i] == *outputs[other] && !device) || output == identify(*outputs[other], STDOUT_FILENO);
+            twice |= (canonical(*outputs[i]) == canonical(*outputs[other]) && !device) ||
+                     output == identify(*outputs[other], STDOUT_FILENO);
         }
         if (twice) throw FatalError(*outputs[i] + ": named twice");
     }
@@ -41,7 +42,6 @@ int convert(const Options &options)
     warn_of_noon(layout, report);
     try {
         (options.command == Command::ToCsv ? records_to_csv : csv_to_records)(options, layout, input, output, report);
-        output.commit();
         return report.finish(output);
     } catch (const FatalError &error) {
         report.fail(error);
@@ -63,11 +63,13 @@ int check(const Options &options)
         std::printf("%8zu %8zu  %-20s %s\n", column.offset, column.slot_size, type.c_str(), column.name.c_str());
     }
     std::printf("%8s %8zu  a record\n", "", layout.record_size);
+    if (std::fflush(stdout) != 0) throw FatalError::of_errno(FileFailed, "standard output");
     return Converted;
 }
 
 int run(int argc, char **argv)
 {
+    open_standard_streams();
     int status = Converted;
     const Options options = parse_options(argc, argv, status);
     if (options.command == Command::None) return status;

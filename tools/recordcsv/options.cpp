@@ -1,6 +1,7 @@
 #include "options.h"
 
 #include <CLI/CLI.hpp>
+#include <cctype>
 
 #include "files.h"
 
@@ -51,8 +52,11 @@ Options parse_options(int argc, char **argv, int &status)
         direction->add_option("--rejects", options.rejects, "Set rows that fail aside in this file and convert the rest");
         direction->add_option("--reject-reasons", options.reject_reasons,
                               "Why they failed, as CSV: row, line, column, status, message");
-        direction->add_option("--max-errors", options.max_errors, "Stop behind so many rows that fail")->needs("--rejects");
-        direction->add_option("--columns", options.columns, "Only these columns, in this order: a,b,c")->delimiter(',');
+        direction->add_option("--max-errors", options.max_errors, "Stop at the row that fails behind so many")
+            ->needs("--rejects");
+        direction->add_option("--columns", options.columns, "Only these columns, in this order: a,b,c")
+            ->delimiter(',')
+            ->allow_extra_args(false);
         direction->add_option("--delimiter", delimiter, "Between fields, in place of a comma; tab is the tabulator");
         direction->add_flag("--no-header", no_header, "The CSV has no row of names");
         direction->add_option("--null", null, "Field of a slot that is not set, which is then not the empty field");
@@ -65,7 +69,7 @@ Options parse_options(int argc, char **argv, int &status)
     };
     CLI::App *const to_csv = add_direction("to-csv", "Records to CSV");
     to_csv->add_option("--floats", floats, "Text of floating-point numbers")->check(CLI::IsMember({"shortest", "scientific"}));
-    CLI::App *const from_csv = add_direction("from-csv", "CSV to records");
+    add_direction("from-csv", "CSV to records");
     CLI::App *const check = app.add_subcommand("check", "Prints the columns of a layout with their offsets and sizes");
     check->add_option("LAYOUT", options.layout, "Layout file")->required();
     try {
@@ -73,14 +77,14 @@ Options parse_options(int argc, char **argv, int &status)
         options.values.delimiter = delimiter_of(delimiter);
         if (null.find_first_of(std::string("\"\r\n") + options.values.delimiter) != std::string::npos)
             throw CLI::ValidationError("--null", "must not hold a delimiter, a quote or a line end");
+        if (!is_utf8(null)) throw CLI::ValidationError("--null", "has to be UTF-8");
     } catch (const CLI::ParseError &error) {
         status = app.exit(error) == 0 ? Converted : Unusable;
         return options;
     }
     options.header = !no_header;
     options.values.shortest_floats = floats == "shortest";
-    const CLI::App *const direction = to_csv->parsed() ? to_csv : from_csv;
-    if (direction->count("--null") > 0) options.values.null = null;
+    if (!null.empty()) options.values.null = null;  // the empty field stands for it anyway
     options.command = to_csv->parsed() ? Command::ToCsv : check->parsed() ? Command::Check : Command::FromCsv;
     return options;
 }

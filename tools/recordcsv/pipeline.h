@@ -5,15 +5,18 @@
 #include <cstdint>
 #include <exception>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <vector>
 
 namespace recordcsv {
 
 // read(block) returns whether there was one; convert(block, worker); write(block). What they throw ends the run in the block's
-// turn, so that all blocks before it are written. Each thread has a worker and one block at a time, which bounds the memory.
-template <typename Block, typename Worker, typename MakeWorker, typename Read, typename Convert, typename Write>
-void run_pipeline(int jobs, MakeWorker make_worker, Read read, Convert convert, Write write)
+// turn, so that all blocks before it are written; cancel() then wakes up who waits in read. Each thread has a worker and one
+// block at a time.
+template <typename Block, typename Worker, typename MakeWorker, typename Read, typename Convert, typename Write,
+          typename Cancel>
+void run_pipeline(int jobs, MakeWorker make_worker, Read read, Convert convert, Write write, Cancel cancel)
 {
     std::mutex reading;
     std::mutex writing;
@@ -23,7 +26,7 @@ void run_pipeline(int jobs, MakeWorker make_worker, Read read, Convert convert, 
     bool ended = false;
     std::exception_ptr failure;
 
-    const auto work = [&] {
+    const auto convert_blocks = [&] {
         Worker worker = make_worker();
         Block block;
         for (;;) {
@@ -49,19 +52,28 @@ void run_pipeline(int jobs, MakeWorker make_worker, Read read, Convert convert, 
             std::unique_lock lock(writing);
             turn.wait(lock, [&] { return next_written == number || failure; });
             if (failure) return;
-            try {
-                if (failed) std::rethrow_exception(failed);
-                write(block);
-            } catch (...) {
-                failure = std::current_exception();
-            }
+            if (failed) std::rethrow_exception(failed);
+            write(block);
             ++next_written;
             turn.notify_all();
-            if (failure) return;
+        }
+    };
+    const auto work = [&] {
+        try {
+            convert_blocks();
+        } catch (...) {
+            const std::lock_guard lock(writing);
+            if (!failure) failure = std::current_exception();
+            cancel();
+            turn.notify_all();
         }
     };
     std::vector<std::thread> threads;
-    for (int i = 1; i < jobs; ++i) threads.emplace_back(work);
+    try {
+        for (int i = 1; i < jobs; ++i) threads.emplace_back(work);
+    } catch (const std::system_error &) {
+        // Those that there are do.
+    }
     work();
     for (std::thread &thread : threads) thread.join();
     if (failure) std::rethrow_exception(failure);

@@ -55,6 +55,7 @@ void Report::tell_how_many_more()
 void Report::reject(const FailedRow &failed)
 {
     for (const Problem &problem : failed.problems) {
+        if (failed.continues) break;
         tell(failed, problem);
         if (!reasons_) continue;
         Buffer reason;
@@ -65,15 +66,14 @@ void Report::reject(const FailedRow &failed)
         reason.append('\n');
         reasons_->write(reason.view());
     }
+    rejected_ += failed.continues ? 0 : 1;
+    const bool too_many = rejected_ > options_.max_errors;
+    if (!rejects_ || too_many) rows_ = failed.row - options_.skip;
     if (!rejects_) throw FatalError(Stopped, "stopped; with --rejects FILE the other rows are converted");
-    if (rejected_++ == 0) rejects_->write(reject_header_);
+    if (rejected_ == 1 && !failed.continues) rejects_->write(reject_header_);
     rejects_->write(failed.bytes);
     line_open_ = failed.line > 0 && !failed.bytes.ends_with('\n');
-    if (rejected_ > options_.max_errors) {
-        rejects_->commit();
-        rejects_.reset();
-        throw FatalError(Stopped, "stopped behind " + std::to_string(rejected_) + " rows that failed");
-    }
+    if (too_many) throw FatalError(Stopped, "stopped behind " + std::to_string(rejected_) + " rows that failed");
 }
 
 void Report::add(uint64_t rows)
@@ -111,7 +111,8 @@ void Report::summarize(uint64_t written_bytes)
     clear_progress();
     tell_how_many_more();
     const auto number = [](uint64_t value) { return static_cast<unsigned long long>(value); };
-    if (rejected_ > 0) std::fprintf(stderr, "%llu of %llu rows rejected\n", number(rejected_), number(rows_));
+    if (rejected_ > 0 && !options_.rejects.empty())
+        std::fprintf(stderr, "%llu of %llu rows rejected\n", number(rejected_), number(rows_));
     if (was_drawn) std::fprintf(stderr, "%llu rows in %.1f s\n", number(rows_), seconds_since(start_));
     if (!options_.summary) return;
     rusage usage{};
@@ -123,18 +124,29 @@ void Report::summarize(uint64_t written_bytes)
                  number(written_bytes), usage.ru_maxrss);
 }
 
-ExitStatus Report::finish(const Output &output)
+ExitStatus Report::finish(Output &output)
 {
     if (rejects_ && line_open_) rejects_->write("\n");
-    if (rejects_) rejects_->commit();
-    if (reasons_) reasons_->commit();
+    output.complete();
+    if (rejects_) rejects_->complete();
+    if (reasons_) reasons_->complete();
+    output.place();
+    if (rejects_) rejects_->place();
+    if (reasons_) reasons_->place();
     summarize(output.written());
     return rejected_ == 0 ? Converted : SomeRejected;
 }
 
+// What has been set aside before a run stopped is worth keeping.
 void Report::fail(const FatalError &error)
 {
-    if (error.status == Stopped && reasons_) reasons_->commit();
+    if (error.status == Stopped) {
+        for (std::optional<Output> *const kept : {&rejects_, &reasons_}) {
+            if (!*kept) continue;
+            (*kept)->complete();
+            (*kept)->place();
+        }
+    }
     summarize(0);
 }
 

@@ -17,8 +17,9 @@ struct Problem {
 };
 
 struct FailedRow {
-    uint64_t row = 0;   // from 1 on
-    uint64_t line = 0;  // of the CSV where it begins; 0 for records
+    uint64_t row = 0;        // from 1 on
+    uint64_t line = 0;       // of the CSV where it begins; 0 for records
+    bool continues = false;  // the row before it, and has been told of
     std::string_view bytes = {};
     std::vector<Problem> problems = {};
 };
@@ -39,8 +40,8 @@ public:
     // To be called as rows are done.
     void add(uint64_t rows);
 
-    // At the end of a run: puts the files in place that belong to this object.
-    ExitStatus finish(const Output &output);
+    // At the end of a run: nothing is put in place before all that has been written is.
+    ExitStatus finish(Output &output);
     // At the end of one that has failed.
     void fail(const FatalError &error);
 

@@ -415,6 +415,9 @@ v Char(5) "Trim"|unexpected "Trim"
 v Char(5) Trim Trim|unexpected "Trim"
 v ZEMTDate "%YYYY" Trim|unexpected "Trim"
 n Int|a second column "n"
+"" Int|a column's name has to be text
+xÃ( Int|a column's name has to be text
+x Skip(3)|Skip(n) takes no name
 v ZEMTDate|ZEMTDate needs a format in quotes
 v ZEMTDate "%YYYY|a closing quote is missing
 v ZEMTDate "%QQ"|format "%QQ": status 67
@@ -452,7 +455,7 @@ name="nothing half-written"
 printf 'kept' > out.csv
 printf '\xFF' > cut.bin
 run 3 to-csv rows.layout cut.bin out.csv
-[[ $(< out.csv) == kept && $(echo out.csv*) == out.csv ]] || fail "left $(echo out.csv*): $(< out.csv)"
+[[ $(< out.csv) == kept && $(echo .rec*) == '.rec*' ]] || fail "left $(echo .rec*): $(< out.csv)"
 run 2 from-csv rows.layout <(printf 'n,e\n') out.csv
 [[ $(< out.csv) == kept ]] || fail "emptied before the header was read"
 chmod 640 out.csv
@@ -461,7 +464,13 @@ run 0 to-csv rows.layout empty.bin out.csv
 [[ $(< out.csv) == n,d && $(stat -c %a out.csv) == 640 ]] || fail "not replaced, or with other permissions"
 (ulimit -f 100 && exec "$recordcsv" to-csv zeros.layout zeros.bin out.csv) 2> err
 [[ $? == 4 ]] && says "File too large"
-[[ $(< out.csv) == n,d && $(echo out.csv*) == out.csv ]] || fail "a full disk left $(echo out.csv*)"
+[[ $(< out.csv) == n,d && $(echo .rec*) == '.rec*' ]] || fail "a full disk left $(echo .rec*)"
+run 4 from-csv rows.layout <(printf 'n,d\nx,\n') absent.bin --rejects /dev/full
+[[ -e absent.bin ]] && fail "in place before the rejects were"
+ln -s target link
+run 0 to-csv rows.layout empty.bin link
+[[ -L link && -f target ]] || fail "a link did not stay one"
+run 2 from-csv rows.layout rows.csv new.bin --rejects ./new.bin && says "named twice"
 mkfifo fifo
 for signal in INT TERM; do
     printf 'kept' > out.csv
@@ -475,8 +484,11 @@ for signal in INT TERM; do
     exec 5>&-
     [[ $status == $((128 + $(kill -l $signal))) ]] || fail "SIG$signal ended with $status"
     says "interrupted"
-    [[ $(echo out.bin* rejected*) == "out.bin* rejected*" ]] || fail "SIG$signal left $(echo out.bin* rejected*)"
+    [[ $(echo .rec* out.bin* rejected*) == ".rec* out.bin* rejected*" ]] || fail "SIG$signal left $(echo .rec* out.bin*)"
 done
+start=$SECONDS
+{ printf 'n\nbad\n' && seq 300000 && sleep 9; } | "$recordcsv" from-csv zeros.layout - --jobs 2 > /dev/null 2> err
+[[ ${PIPESTATUS[1]} == 3 ]] && ((SECONDS - start < 20)) || fail "waited for input that nobody needs: $(< err)"
 "$recordcsv" to-csv zeros.layout /dev/zero 2> err | head -c 1 > /dev/null
 [[ ${PIPESTATUS[0]} == 5 ]] || fail "a closed pipe ended with ${PIPESTATUS[0]}"
 says "Broken pipe"
@@ -494,7 +506,24 @@ run 1 from-csv rows.layout long.csv long.bin --rejects rejects.csv
 says "a row of more than 16 MiB"
 [[ $(stat -c %s long.bin) == 40 && $(stat -c %s rejects.csv) == 40000005 ]] || fail "$(stat -c %s long.bin rejects.csv)"
 
+{ printf 'a,b\n"1",' && head -c 40000000 /dev/zero | tr '\0' 0 && printf '7\n2,3\n'; } > long.csv
+printf 'a Int\nb Int\n' > ab.layout
+for jobs in 1 5; do
+    run 1 from-csv ab.layout long.csv long.bin --rejects rejects.csv --jobs $jobs --summary
+    says '"read": 2, "written": 1, "rejected": 1'
+    holds long.bin 0200000003000000
+    { printf 'a,b\n' && sed -n 2p long.csv; } | cmp -s - rejects.csv || fail "rejects differ"
+done
+name="a byte order mark that is data"
+printf 'v Char(6)\n' > mark.layout
+printf '\xEF\xBB\xBFabc' > mark.bin
+run 0 to-csv mark.layout mark.bin mark.csv --no-header
+run 0 from-csv mark.layout mark.csv back.bin --no-header
+same back.bin mark.bin
+
 name="options"
+run 0 to-csv --columns n,d rows.layout empty.bin out.csv
+run 3 from-csv zeros.layout <(printf 'n\n1\n2\nx\n') out.bin --summary && says '"read": 3, "written": 2, "rejected": 1'
 printf 'a Int\nSkip(2)\nb Varchar(3)\nd ZEMTDate "%%DD.%%MM.%%YYYY"\ne DecKest(3,1)\n' > all.layout
 printf 'e,d,b,a\n1.5,24.12.2024,x;y,7\n-2,,"q""",8\n0.0,01.02.2003,,9\n' > any.csv
 run 0 from-csv all.layout any.csv all.bin

@@ -5,7 +5,9 @@
 #include <bit>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <cstring>
+#include <cwchar>
 
 #include "decimals.h"
 
@@ -176,18 +178,6 @@ std::string_view Converter::encode_at(std::size_t start, int32_t length)
     return {field_.data(), start + static_cast<std::size_t>(size)};
 }
 
-// The same for ASCII. Texts of up to 32 characters take one step without a branch.
-std::string_view Converter::narrow_at(std::size_t start, int32_t length)
-{
-    if (length > static_cast<int32_t>(readable_behind)) return encode_at(start, length);
-    wchar_t wide[readable_behind];
-    char narrow[readable_behind];
-    std::memcpy(wide, wide_.data(), sizeof wide);
-    for (std::size_t i = 0; i < readable_behind; ++i) narrow[i] = static_cast<char>(wide[i]);
-    std::memcpy(field_.data() + start, narrow, sizeof narrow);
-    return {field_.data(), start + static_cast<std::size_t>(length)};
-}
-
 std::string_view Converter::read_text(const Column &column, const char *slot)
 {
     const std::string_view value = value_ = value_in(column, slot);
@@ -206,7 +196,8 @@ std::string_view Converter::read_text(const Column &column, const char *slot)
     if (length_ == 0) return {zero.data(), 0};
     const std::string_view field = encode_at(0, length_);
     if (field.empty()) return field;  // the text begins with a character 0
-    needs_quotes_ = is_blank(field.front()) || is_blank(field.back()) || has_special(field, options_.delimiter);
+    needs_quotes_ = is_blank(field.front()) || is_blank(field.back()) || has_special(field, options_.delimiter) ||
+                    field.starts_with(byte_order_mark);
     return field;
 }
 
@@ -285,7 +276,6 @@ std::string_view Converter::read(const Column &column, const char *slot)
     case Family::Moment: {
         const auto room = static_cast<int32_t>((wide_.size() - 1) * sizeof(wchar_t));
         require_success(column.type->to_text(slot, nullptr, wide_.data(), room, &length_, &column.write_parms));
-        if (!column.write_format->has_other_literals) return narrow_at(0, length_);
         const std::string_view field = encode_at(0, length_);
         needs_quotes_ = has_special(field, options_.delimiter);
         return field;
@@ -505,7 +495,10 @@ void Converter::from_csv(const Column &column, Field given, char *slot)
     if (family == Family::Float) {
         // The nearest number stands for what has been written, but the library does not say that it stopped at the 'a' of
         // "12abc", and takes more notations for a number than people do.
-        if (parse_decimal(field)) return;
+        if (parse_decimal(field)) {
+            to_csv(column, slot);  // whose text gives the same number
+            return;
+        }
         throw ValueFailure(shown(field) + " would be stored as " + shown(read_float(column, slot, options_.shortest_floats)));
     }
     if (is_text && column.type->frame == Frame::Padded) field = without_trailing_blanks(field);

@@ -11,6 +11,9 @@
 
 namespace recordcsv {
 
+// At the start of a file it is no part of the first field, unless that stands in quotes.
+constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+
 struct Field {
     std::string_view text;  // behind which readable_behind bytes can be read
     bool quoted = false;    // read from quotes, or to be written in them
@@ -44,7 +47,6 @@ private:
     std::string_view with_point(const Column &column, bool negative);
     std::string_view read_float(const Column &column, const char *slot, bool shortest);
     std::string_view encode_at(std::size_t start, int32_t length);
-    std::string_view narrow_at(std::size_t start, int32_t length);
     void write(const Column &column, std::string_view field, char *slot);
     void write_encoded(const Column &column, char *slot);
     void write_packed(const Column &column, std::string_view field, char *slot);
