@@ -9,7 +9,6 @@
 #endif
 
 #define ALWAYS_INLINE inline __attribute__((always_inline))
-#define ALWAYS_INLINE_LAMBDA __attribute__((always_inline))
 
 #if ZEMT_X86_64
 

@@ -192,7 +192,8 @@ class CsvReader
 public:
     CsvReader(const Options &options, const Layout &layout, Input &input)
         : input_(input), finder_(options.values.delimiter),
-          most_(std::clamp<std::size_t>(4 * block_size / layout.record_size, 1, block_rows))
+          most_(std::clamp<std::size_t>(4 * block_size / layout.record_size, 1, block_rows)),
+          next_number_(options.header ? 0 : 1)
     {
     }
 
@@ -222,9 +223,6 @@ public:
         rest_.append(block.input.view().substr(at));
         return !block.rows.empty();
     }
-
-    // The number of the next row.
-    void number_from(uint64_t number) { next_number_ = number; }
 
 private:
     // Adds the rows that stand from a place on, and returns how many bytes they have.
@@ -276,7 +274,7 @@ private:
     bool ended_ = false;
     bool in_long_line_ = false;
     uint64_t line_ = 1;
-    uint64_t next_number_ = 1;
+    uint64_t next_number_;  // the header has none
 };
 
 std::string with_line_end(std::string_view raw)
@@ -410,7 +408,6 @@ void csv_to_records(const Options &options, const Layout &layout, Input &input, 
     }
     reader.take_blank_lines(columns.size() == 1);
 
-    reader.number_from(1);
     uint64_t left = options.count;
     for (uint64_t skip = options.skip; skip > 0 && reader.read(start, skip);) skip -= start.count;
     run_pipeline<CsvBlock, CsvConverter>(

@@ -335,12 +335,15 @@ Field Converter::to_csv(const Column &column, const char *slot)
     needs_quotes_ = false;
     std::string_view field = read(column, slot);
     // Text that comes out of the library as it went in is read back as it is.
-    bool same_text = column.type->unit == 1 && field == value_;
-    if (column.type->family == Family::WideText) {
-        const auto size = static_cast<std::size_t>(decode(field)) * sizeof(wchar_t);
-        same_text = size == value_.size() && std::memcmp(wide_.data(), value_.data(), size) == 0;
+    bool same_text = false;
+    if (column.is_plain_text && (!options_.exact || column.type->frame == Frame::Padded)) {
+        std::string_view read_back = field;
+        if (column.type->family == Family::WideText) {
+            const auto size = static_cast<std::size_t>(decode(field)) * sizeof(wchar_t);
+            read_back = {reinterpret_cast<const char *>(wide_.data()), size};
+        }
+        same_text = read_back == value_;
     }
-    same_text &= column.is_plain_text && (!options_.exact || column.type->frame == Frame::Padded);
     const bool needs_quotes = needs_quotes_;
     if (!same_text && !reads_back(column, slot, field)) {
         const bool again = column.type->family == Family::Float && options_.shortest_floats;
