@@ -32,8 +32,8 @@ using namespace zemt;
 
 int32_t ZEMTGetFormatCodes(const wchar_t *format, ZEMTFmtItem *list, int32_t *kind) noexcept
 {
-    if (format == nullptr || list == nullptr || kind == nullptr) return ZEMT_RC_ERROR;
-    if (wcsnlen(format, longest_format + 1) > longest_format) return ZEMT_RC_ERROR;
+    const bool complete = format != nullptr && list != nullptr && kind != nullptr;
+    if (!complete || wcsnlen(format, longest_format + 1) > longest_format) return ZEMT_RC_ERROR;
 
     ZEMTFmtItem *entry = list;
     for (const wchar_t *at = format; *at != L'\0'; ++entry) {

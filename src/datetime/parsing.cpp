@@ -1,5 +1,4 @@
 // Text to date/time records: the parser and its conversions.
-#include <algorithm>
 #include <cstring>
 #include <cwchar>
 
@@ -286,11 +285,8 @@ int32_t ZEMTDateCharToDate(const char *text, ZEMTDate *date) noexcept
     int32_t status = ZEMTGetFormatCodes(date->formatText, list, &kind);
     if (status != ZEMT_RC_OK) return status;
 
-    ZEMTDateFormat format{};
-    format.formatCodes = list;
-    format.formatLength = static_cast<int32_t>(length);
-    ZEMTCnvParms parms{};
-    parms.dateFormat = &format;
+    const ZEMTDateFormat format{{}, list, static_cast<int32_t>(length), 0};
+    const ZEMTCnvParms parms{{}, 0, 0, 0, 0, &format};
     ZEMTTS ts;
     int32_t size;
     status = ZEMTCnvDateTimeSzToZEMTTS(text, nullptr, &ts, 0, &size, &parms);

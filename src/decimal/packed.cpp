@@ -26,11 +26,6 @@ constexpr uint64_t sign = 0xC;
 constexpr uint64_t sign_bits = 0xF;
 constexpr int64_t short_field = 16;  // bytes that two registers hold
 
-constexpr int64_t field_size(int32_t precision)
-{
-    return (int64_t{precision} + 2) / 2;
-}
-
 // ---- To text ----------------------------------------------------------------------------------------------------------------
 
 // The last size (1..8) bytes of a field at the right end of a register. Their parts may overlap.
@@ -55,9 +50,8 @@ constexpr bool all_digits(uint64_t nibbles)
 // Sixteen nibbles as characters: 0x12... -> "12..."
 inline std::array<uint64_t, 2> characters(uint64_t nibbles)
 {
-    using Lanes = uint8_t __attribute__((vector_size(16)));
-    const auto pairs = std::bit_cast<Lanes>(bytes16(__builtin_bswap64(nibbles), 0));
-    const Lanes digits =
+    const Bytes16 pairs = bytes16(__builtin_bswap64(nibbles), 0);
+    const Bytes16 digits =
         __builtin_shufflevector(pairs >> 4, pairs & 0x0F, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
     return std::bit_cast<std::array<uint64_t, 2>>(digits + '0');
 }
@@ -133,7 +127,7 @@ template <typename Unit>
 inline int32_t packed_to_text(const void *src, int32_t *srcLen, void *dst, int32_t *outLen, const ZEMTCnvParms *parms)
 {
     if (parms->precision < 0) return ZEMT_RC_ERROR;
-    const int64_t size = field_size(parms->precision);
+    const int64_t size = ZEMT_SIZE_DEC_KEST(parms->precision);
     report_source_length(srcLen, size);
     if (size <= short_field && stands_on_one_page(bytes(src), size)) {
         const int32_t count = unpack_short<Unit>(bytes(dst), bytes(src), size);
@@ -176,13 +170,15 @@ inline void store_last(char *end, uint64_t nibbles, int64_t size)
     write_up_to_8<char>(end - size, __builtin_bswap64(nibbles) >> (64 - 8 * size), static_cast<int>(size));
 }
 
+// What packs a text returns how many characters it has, or -1 where they are more than the field holds.
+
 template <typename Unit>
-inline bool pack_short(char *field, int64_t size, const char *text, int64_t *length)
+inline int64_t pack_short(char *field, int64_t size, const char *text)
 {
     const TakenNibbles first = take_nibbles<Unit>(text);
     const TakenNibbles second = first.count < 16 ? TakenNibbles{0, 0} : take_nibbles<Unit>(unit_place<Unit>(text, 16));
-    *length = first.count + second.count;
-    if (*length >= 2 * size) return false;
+    const int64_t length = first.count + second.count;
+    if (length >= 2 * size) return -1;
     const int shift = 4 * second.count;
     const uint64_t low = first.nibbles << shift | second.nibbles;
     store_last(field + size, low << 4 | sign, size < 8 ? size : 8);
@@ -190,47 +186,46 @@ inline bool pack_short(char *field, int64_t size, const char *text, int64_t *len
         const uint64_t high = first.nibbles >> 4 >> (60 - shift);
         store_last(field + size - 8, high << 4 | low >> 60, size - 8);
     }
-    return true;
+    return length;
 }
 
 template <typename Unit>
-[[gnu::noinline]] inline bool pack_long(char *field, int64_t size, const char *text, int64_t *length)
+[[gnu::noinline]] inline int64_t pack_long(char *field, int64_t size, const char *text)
 {
-    int64_t left = 0;
-    while (unit_at<Unit>(text, left) != 0) {
-        if (++left == 2 * size) return false;
+    int64_t length = 0;
+    while (unit_at<Unit>(text, length) != 0) {
+        if (++length == 2 * size) return -1;
     }
-    *length = left;
+    int64_t left = length;
     uint32_t low = sign;
     for (int64_t i = size - 1; i >= 0; --i, low = left > 0 ? unit_at<Unit>(text, --left) & 0xF : 0) {
         const uint32_t high = left > 0 ? unit_at<Unit>(text, --left) & 0xF : 0;
         field[i] = static_cast<char>(high << 4 | low);
     }
-    return true;
+    return length;
 }
 
-// Packs the characters of a text and tells how many they are; false where they are more than the field holds.
 template <typename Unit>
-inline bool pack(char *field, int64_t size, const char *text, int64_t *length)
+inline int64_t pack(char *field, int64_t size, const char *text)
 {
 #if ZEMT_X86_64
     if (size > 8 && 2 * size <= most_masked && has_byte_masks()) {
-        *length = terminated_length<Unit>(text);
-        if (*length >= 2 * size) return false;
-        pack_nibbles<Unit>(field, size, text, *length, sign);
-        return true;
+        const int64_t length = terminated_length<Unit>(text);
+        if (length >= 2 * size) return -1;
+        pack_nibbles<Unit>(field, size, text, length, sign);
+        return length;
     }
 #endif
-    return size <= short_field ? pack_short<Unit>(field, size, text, length) : pack_long<Unit>(field, size, text, length);
+    return size <= short_field ? pack_short<Unit>(field, size, text) : pack_long<Unit>(field, size, text);
 }
 
 template <typename Unit>
 inline int32_t text_to_packed(const void *src, int32_t *srcLen, void *dst, int32_t *outLen, const ZEMTCnvParms *parms)
 {
     if (parms->precision < 0) return ZEMT_RC_ERROR;
-    const int64_t size = field_size(parms->precision);
-    int64_t length;
-    if (!pack<Unit>(bytes(dst), size, bytes(src), &length)) return ZEMT_RC_ERROR;
+    const int64_t size = ZEMT_SIZE_DEC_KEST(parms->precision);
+    const int64_t length = pack<Unit>(bytes(dst), size, bytes(src));
+    if (length < 0) return ZEMT_RC_ERROR;
     *outLen = static_cast<int32_t>(size);
     report_source_length(srcLen, length * int64_t{sizeof(Unit)});
     return ZEMT_RC_OK;

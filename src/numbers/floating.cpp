@@ -2,9 +2,9 @@
 #include <langinfo.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cerrno>
-#include <charconv>
 #include <cstdlib>
 #include <cwchar>
 #include <limits>
@@ -95,39 +95,56 @@ inline char *write_exponent(char *dst, int exponent)
     return unit_place<Wide>(dst, 2);
 }
 
-// Any number of digits: the standard library's text, spread from its end on. Returns the length.
-[[gnu::noinline, gnu::cold]] inline int32_t write_any(char *dst, double value, int digits)
+// Any number of exact digits: those of mantissa * 2^exponent or, behind as many more places, of mantissa * 5^-exponent.
+[[gnu::noinline, gnu::cold]] inline char *write_exactly(char *dst, uint64_t mantissa, int exponent, int n)
 {
-    const std::to_chars_result result =
-        std::to_chars(dst, dst + (digits + 8) * 4, value, std::chars_format::scientific, digits);
-    const auto length = static_cast<int32_t>(result.ptr - dst);
-    const int point = digits == 0 ? 1 : 0;  // "2e+00" has none yet
-    for (int32_t i = length - 1, shift = point; i >= 0; --i) {
-        const auto character = static_cast<uint8_t>(dst[i]);
-        write_unit<Wide>(dst, i + shift, character == 'e' ? 'E' : character);
-        if (character != 'e' || shift == 0) continue;
-        write_unit<Wide>(dst, i, '.');
-        shift = 0;
+    constexpr uint64_t base = 1000000000;
+    std::array<uint32_t, 86> words{static_cast<uint32_t>(mantissa % base), static_cast<uint32_t>(mantissa / base)};
+    size_t used = 2;  // no double has more than 767 digits
+    for (int left = std::abs(exponent); left > 0;) {
+        uint64_t factor = 1;
+        for (; left > 0 && factor < base / 5; --left) factor *= exponent < 0 ? 5 : 2;
+        uint64_t carry = 0;
+        for (size_t i = 0; i < used; ++i, carry /= base) {
+            carry += words[i] * factor;
+            words[i] = static_cast<uint32_t>(carry % base);
+        }
+        if (carry != 0) words[used++] = static_cast<uint32_t>(carry);
     }
-    write_unit<Wide>(dst, length + point, 0);
-    return length + point;
+
+    std::array<uint8_t, 1 + 9 * words.size()> digits{};  // a 0 in front, into which rounding may carry
+    uint8_t *const end = digits.data() + 1 + 9 * used;
+    uint8_t *first = end;
+    for (size_t i = 0; i < 9 * used; ++i, words[(i - 1) / 9] /= 10) *--first = static_cast<uint8_t>(words[i / 9] % 10);
+    const auto is_set = [](uint8_t digit) { return digit != 0; };
+    first = std::find_if(first, end - 1, is_set);
+    if (uint8_t *last = first + std::min<ptrdiff_t>(n, end - first); last + 1 < end) {
+        const bool above_half = last[1] > 5 || (last[1] == 5 && std::any_of(last + 2, end, is_set));
+        const bool up = above_half || (last[1] == 5 && *last % 2 != 0);
+        for (; up && *last == 9; --last) *last = 0;
+        *last += up;
+        first = std::min(first, last);
+    }
+    write_unit<Wide>(dst, 1, '.');
+    for (int i = 0; i <= n; ++i) write_unit<Wide>(dst, i + (i > 0), '0' + (i < end - first ? uint32_t{first[i]} : 0));
+    return write_exponent(unit_place<Wide>(dst, 2 + n), static_cast<int>(end - 1 - first) + std::min(exponent, 0));
 }
 
-// Writes a finite double with n (0..16) digits behind the point; returns the length of the text.
+// Writes a finite double with n digits behind the point; returns the length of the text.
 [[gnu::always_inline]] inline int32_t write_scientific(char *dst, uint64_t bits, int n)
 {
     const auto stored_exponent = static_cast<int>(bits >> (mantissa_bits - 1) & 0x7FF);
     const uint64_t stored_mantissa = bits & (hidden_bit - 1);
     const bool normal = stored_exponent != 0;
-    Decimal decimal{0, 0};
-    if (normal || stored_mantissa != 0) {
-        const uint64_t mantissa = stored_mantissa | (normal ? hidden_bit : 0);
-        decimal = round_to_digits(mantissa, least_exponent - normal + stored_exponent, n);
-        if (decimal.digits == 0) return write_any(dst, std::bit_cast<double>(bits), n);
-    }
+    const uint64_t mantissa = stored_mantissa | (normal ? hidden_bit : 0);
+    const int exponent = least_exponent - normal + stored_exponent;
     write_unit<Wide>(dst, 0, '-');
-    const auto negative = static_cast<int64_t>(bits >> 63);
-    char *const end = write_exponent(write_mantissa(unit_place<Wide>(dst, negative), decimal.digits, n), decimal.exponent);
+    char *const text = unit_place<Wide>(dst, static_cast<int64_t>(bits >> 63));
+    Decimal decimal{0, 0};
+    if (mantissa != 0 && n <= double_digits) decimal = round_to_digits(mantissa, exponent, n);
+    const bool exactly = n > double_digits || (decimal.digits == 0 && mantissa != 0);
+    char *const end = exactly ? write_exactly(text, mantissa, mantissa == 0 ? 0 : exponent, n)
+                              : write_exponent(write_mantissa(text, decimal.digits, n), decimal.exponent);
     write_unit<Wide>(end, 0, 0);
     return static_cast<int32_t>(units_between<Wide>(dst, end));
 }
@@ -284,10 +301,6 @@ int32_t FloatToString(double value, wchar_t *dst, int16_t digits) noexcept
 {
     const auto bits = std::bit_cast<uint64_t>(value);
     if (digits < 0 || digits == INT16_MAX || !is_finite(bits)) return ZEMT_RC_ERROR;
-    if (digits <= double_digits) {
-        write_scientific(bytes(dst), bits, digits);
-    } else {
-        write_any(bytes(dst), value, digits);
-    }
+    write_scientific(bytes(dst), bits, digits);
     return ZEMT_RC_OK;
 }

@@ -95,14 +95,11 @@ inline int32_t convert(const void *src, int32_t *srcLen, void *dst, int32_t dstS
     if (Destination::prefixed) room = std::min(room, largest_prefix);
     room /= Destination::unit;
     char *const characters = bytes(dst) + (Destination::prefixed ? prefix_size : 0);
-    int32_t count = std::min(text.count, room);
-    bool terminate = true;
+    const bool skips = kind == Kind::Transcode && parms != nullptr && parms->skipTranscode != 0;
+    int32_t count = skips ? 0 : std::min(text.count, room);
 
     if constexpr (kind == Kind::Transcode) {
-        if (parms != nullptr && parms->skipTranscode != 0) {
-            count = 0;
-            terminate = false;
-        } else {
+        if (!skips) {
             const int32_t status = Source::unit == 1 ? decode_utf8_to_32(characters, room, text.at, text.count, &count)
                                                      : encode_utf8_from_32(characters, room, text.at, text.count, &count);
             if (status != ZEMT_RC_OK) return status;
@@ -115,7 +112,7 @@ inline int32_t convert(const void *src, int32_t *srcLen, void *dst, int32_t dstS
         std::memcpy(characters, text.at, static_cast<size_t>(count) * Source::unit);
     }
 
-    finish<Destination>(bytes(dst), count, terminate, outLen);
+    finish<Destination>(bytes(dst), count, !skips, outLen);
     if (reported == Reported::Taken) report_source_length(srcLen, int64_t{count} * Source::unit);
     if (reported == Reported::WholeSource) report_source_length(srcLen, int64_t{text.count} * Source::unit);
     return ZEMT_RC_OK;

@@ -9,8 +9,6 @@
 
 namespace zemt {
 
-static_assert(sizeof(wchar_t) == 4, "wide text is UTF-32");
-
 // The unit of wide text. Signed, as the tests of its range are, whatever wchar_t is on the platform.
 using Wide = int32_t;
 

@@ -84,7 +84,7 @@ struct Decoder {
 #if ZEMT_X86_64
     [[gnu::noinline]] static Progress pass_threes(Progress at, const char *end, const char *full)
     {
-        while (end - at.in >= 16 && full - at.out >= 4 * out_unit && decode_threes<Unit>(at.out, load16(at.in)))
+        while (end - at.in >= 16 && full - at.out >= 4 * out_unit && decode_threes<Unit>(at.out, load<__m128i>(at.in)))
             at = {at.in + 12, at.out + 4 * out_unit};
         return at;
     }
@@ -143,7 +143,7 @@ struct Encoder {
 #if ZEMT_X86_64
     [[gnu::noinline]] static Progress pass_threes(Progress at, const char *end, const char *full)
     {
-        while (in_unit == 4 && end - at.in >= 16 && full - at.out >= 12 && encode_threes(at.out, load16(at.in)))
+        while (in_unit == 4 && end - at.in >= 16 && full - at.out >= 12 && encode_threes(at.out, load<__m128i>(at.in)))
             at = {at.in + 16, at.out + 12};
         return at;
     }

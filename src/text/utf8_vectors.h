@@ -36,7 +36,7 @@ inline bool decode_threes(char *dst, __m128i text)
     const __m128i lost = _mm_cmpeq_epi32(value, _mm_set1_epi32(0xFFFD));
     value = _mm_or_si128(_mm_andnot_si128(lost, value), _mm_and_si128(lost, _mm_set1_epi32('?')));
     if constexpr (sizeof(Unit) == 4) {
-        store16(dst, value);
+        store(dst, value);
     } else {
         value = _mm_srai_epi32(_mm_slli_epi32(value, 16), 16);  // sign-extended, so that the pack does not saturate
         store(dst, _mm_cvtsi128_si64(_mm_packs_epi32(value, value)));

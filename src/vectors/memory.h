@@ -1,7 +1,6 @@
 // Values at any address.
 #pragma once
 
-#include <cstdint>
 #include <cstring>
 
 namespace zemt {

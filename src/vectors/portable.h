@@ -1,72 +1,40 @@
-// The operations on 16 characters as plain loops, for processors that have no header of their own.
+// What processors without a header of their own do with 16 characters: NEON and others take these vectors as they are.
 #pragma once
 
-#include <algorithm>
-#include <cstdint>
-
-#include "memory.h"
+#include "lanes.h"
 
 namespace zemt {
 
-struct Bytes16 {
-    uint8_t at[16];
-};
-
-inline Bytes16 load16(const char *at)
-{
-    return load<Bytes16>(at);
-}
-
-inline Bytes16 bytes16(uint64_t low, uint64_t high)
-{
-    Bytes16 value;
-    store(value.at, low);
-    store(value.at + 8, high);
-    return value;
-}
-
-inline void store16(char *at, Bytes16 value)
-{
-    store(at, value);
-}
-
 inline bool all_ascii(Bytes16 value)
 {
-    return std::all_of(value.at, value.at + 16, [](uint32_t byte) { return byte - 1 < 0x7F; });
+    const auto within = std::bit_cast<Words2>(std::bit_cast<Lanes<int8_t, 16>>(value) > 0);
+    return (within[0] & within[1]) == ~uint64_t{0};
 }
 
-template <int count>
-inline void widen_word(char *dst, uint64_t word)
+inline Bytes16 even_bytes(Bytes16 a, Bytes16 b)
 {
-    for (int i = 0; i < count; ++i) store(dst + i * 4, static_cast<uint32_t>(word >> (8 * i) & 0xFF));
-}
-
-template <typename Unit>
-inline void widen_halves(char *low_dst, char *high_dst, Bytes16 value)
-{
-    for (unsigned i = 0; i < 8; ++i) {
-        store(low_dst + i * sizeof(Unit), static_cast<Unit>(value.at[i]));
-        store(high_dst + i * sizeof(Unit), static_cast<Unit>(value.at[8 + i]));
-    }
+    return __builtin_shufflevector(a, b, 0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30);
 }
 
 template <typename Unit>
 inline bool narrow16(const char *src, Bytes16 &narrow)
 {
-    Unit all = 0;
-    for (unsigned i = 0; i < 16; ++i) {
-        const auto unit = load<Unit>(src + i * sizeof(Unit));
-        all = static_cast<Unit>(all | unit);
-        narrow.at[i] = static_cast<uint8_t>(unit);
+    Bytes16 all = load16(src) | load16(src + 16);
+    narrow = even_bytes(load16(src), load16(src + 16));
+    if constexpr (sizeof(Unit) == 4) {
+        all |= load16(src + 32) | load16(src + 48);
+        narrow = even_bytes(narrow, even_bytes(load16(src + 32), load16(src + 48)));
     }
-    return all >= 0 && all <= 0xFF;
+    const auto beyond = std::bit_cast<Words2>(std::bit_cast<Lanes<Unit, 16 / sizeof(Unit)>>(all) & static_cast<Unit>(~0xFF));
+    return (beyond[0] | beyond[1]) == 0;
 }
 
 inline uint64_t narrow8(const char *src)
 {
-    uint64_t narrow = 0;
-    for (unsigned i = 0; i < 8; ++i) narrow |= std::min<uint64_t>(load<uint32_t>(src + 4 * i), 0xFF) << (8 * i);
-    return narrow;
+    const Bytes16 low = load16(src);
+    const Bytes16 high = load16(src + 16);
+    const auto beyond = std::bit_cast<Words2>(std::bit_cast<Lanes<uint32_t, 4>>(low | high) & ~0x7Fu);
+    return (beyond[0] | beyond[1]) != 0 ? ~uint64_t{0} : low_word(even_bytes(even_bytes(low, high), low));
 }
 
 }  // namespace zemt

@@ -1,84 +1,34 @@
 // Sixteen characters at a time in the registers that every x86-64 processor has, and long runs in the wider ones of AVX2.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-
-#include "memory.h"
+#include "lanes.h"
 #include "processor.h"
 
 namespace zemt {
 
-using Bytes16 = __m128i;
-
-inline Bytes16 load16(const char *at)
-{
-    return _mm_loadu_si128(reinterpret_cast<const __m128i *>(at));
-}
-
-inline Bytes16 bytes16(uint64_t low, uint64_t high)
-{
-    return _mm_set_epi64x(static_cast<int64_t>(high), static_cast<int64_t>(low));
-}
-
-inline void store16(char *at, Bytes16 value)
-{
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(at), value);
-}
-
 // Whether all are in 1..0x7F.
 inline bool all_ascii(Bytes16 value)
 {
-    return _mm_movemask_epi8(_mm_cmpgt_epi8(value, _mm_setzero_si128())) == 0xFFFF;
-}
-
-// The lowest count (2, 4 or 8) bytes of a word to as many wide characters.
-template <int count>
-inline void widen_word(char *dst, uint64_t word)
-{
-    const __m128i zero = _mm_setzero_si128();
-    const __m128i units = _mm_unpacklo_epi8(_mm_cvtsi64_si128(static_cast<int64_t>(word)), zero);
-    const __m128i low = _mm_unpacklo_epi16(units, zero);
-    if constexpr (count == 2) return store(dst, _mm_cvtsi128_si64(low));
-    store16(dst, low);
-    if constexpr (count == 8) store16(dst + 16, _mm_unpackhi_epi16(units, zero));
-}
-
-// 16 bytes to as many units, 8 of them at either place.
-template <typename Unit>
-inline void widen_halves(char *low_dst, char *high_dst, Bytes16 value)
-{
-    const __m128i zero = _mm_setzero_si128();
-    const __m128i low = _mm_unpacklo_epi8(value, zero);
-    const __m128i high = _mm_unpackhi_epi8(value, zero);
-    if constexpr (sizeof(Unit) == 2) {
-        store16(low_dst, low);
-        store16(high_dst, high);
-    } else {
-        store16(low_dst, _mm_unpacklo_epi16(low, zero));
-        store16(low_dst + 16, _mm_unpackhi_epi16(low, zero));
-        store16(high_dst, _mm_unpacklo_epi16(high, zero));
-        store16(high_dst + 16, _mm_unpackhi_epi16(high, zero));
-    }
+    return _mm_movemask_epi8(_mm_cmpgt_epi8(std::bit_cast<__m128i>(value), _mm_setzero_si128())) == 0xFFFF;
 }
 
 // 16 units to as many bytes; false where one lies outside 0..255.
 template <typename Unit>
 inline bool narrow16(const char *src, Bytes16 &narrow)
 {
-    __m128i low = load16(src);
-    __m128i high = load16(src + 16);
+    auto low = load<__m128i>(src);
+    auto high = load<__m128i>(src + 16);
     __m128i beyond = _mm_set1_epi16(static_cast<int16_t>(0xFF00));
     __m128i all = _mm_or_si128(low, high);
     if constexpr (sizeof(Unit) == 4) {
-        const __m128i third = load16(src + 32);
-        const __m128i fourth = load16(src + 48);
+        const auto third = load<__m128i>(src + 32);
+        const auto fourth = load<__m128i>(src + 48);
         all = _mm_or_si128(all, _mm_or_si128(third, fourth));
         low = _mm_packs_epi32(low, high);
         high = _mm_packs_epi32(third, fourth);
         beyond = _mm_set1_epi32(~0xFF);
     }
-    narrow = _mm_packus_epi16(low, high);
+    narrow = std::bit_cast<Bytes16>(_mm_packus_epi16(low, high));
     const __m128i within = _mm_cmpeq_epi8(_mm_and_si128(all, beyond), _mm_setzero_si128());
     return _mm_movemask_epi8(within) == 0xFFFF;
 }
@@ -86,8 +36,8 @@ inline bool narrow16(const char *src, Bytes16 &narrow)
 // 8 wide characters as bytes, with some byte that is not ASCII where a character is not.
 inline uint64_t narrow8(const char *src)
 {
-    const __m128i units = _mm_packs_epi32(load16(src), load16(src + 16));             // saturates to 0x7FFF and -0x8000
-    return static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_packus_epi16(units, units)));  // saturates to 0xFF and 0
+    const __m128i units = _mm_packs_epi32(load<__m128i>(src), load<__m128i>(src + 16));  // saturates to 0x7FFF and -0x8000
+    return static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_packus_epi16(units, units)));     // saturates to 0xFF and 0
 }
 
 // The ASCII characters that a long wide text begins with, 32 at a time as far as they go; returns how many were moved.
