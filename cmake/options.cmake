@@ -13,3 +13,15 @@ if(ZEMT_SANITIZE)
   target_compile_options(zemt_options INTERFACE ${sanitizer_flags})
   target_link_options(zemt_options INTERFACE ${sanitizer_flags})
 endif()
+
+# What the library is compiled with as distributions compile theirs. The sources' place does not show in it.
+set(hardening -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+if(NOT ZEMT_SANITIZE)
+  list(APPEND hardening -fstack-protector-strong -fstack-clash-protection
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=3>)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
+    list(APPEND hardening -fcf-protection)
+  elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "aarch64|arm64")
+    list(APPEND hardening -mbranch-protection=standard)
+  endif()
+endif()

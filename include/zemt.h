@@ -19,17 +19,23 @@
  * The platform is 64-bit little-endian Linux, where wchar_t has 32 bits and holds one code point. "Terminator" and NUL mean
  * a 0 byte behind 8-bit text and a 32-bit 0 behind wide text.
  *
- * Contents: 1 Status codes  2 Value layouts and the parameter record  3 The common form  4 UTF-8 codec  5 Text to text
- *           6 Trimming  7 Integers  8 Floating point  9 Packed decimal  10 Oracle VARNUM
+ * Contents: 1 Version and status codes  2 Value layouts and the parameter record  3 The common form  4 UTF-8 codec
+ *           5 Text to text  6 Trimming  7 Integers  8 Floating point  9 Packed decimal  10 Oracle VARNUM
  *           11 Date and time: records and formats  12 Formatting  13 Parsing
  */
 #ifndef ZEMT_H
 #define ZEMT_H
 
+#if __SIZEOF_POINTER__ != 8 || __SIZEOF_WCHAR_T__ != 4 || __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
+#error "zemt needs a 64-bit little-endian platform with a wchar_t of 32 bits (which -fshort-wchar takes away)"
+#endif
+
 #include <stddef.h>
 #include <stdint.h>
 
+#ifndef ZEMT_API
 #define ZEMT_API __attribute__((visibility("default")))
+#endif
 
 /* The arguments at these positions must not be null: the function does not test them, so that compilers and UBSan can. */
 #define ZEMT_NONNULL(...) __attribute__((nonnull(__VA_ARGS__)))
@@ -44,22 +50,49 @@
 extern "C" {
 #endif
 
-/* ==== 1 Status codes ================================================================================================== */
+/* ==== 1 Version and status codes ======================================================================================= */
 
-#define ZEMT_RC_OK 0                   /* success */
-#define ZEMT_RC_ERROR (-1)             /* general failure; the sections say what it means */
-#define ZEMT_RC_INVALID_CHAR 22        /* a character that UTF-8 or UTF-16 cannot carry */
-#define ZEMT_RC_NOT_POSITIVE 27        /* ZEMTCnvIntToWVarcharSz was given 0 or less */
-#define ZEMT_RC_NO_SPACE 28            /* no room for the next whole character, or UTF-8 cut off inside a character */
-#define ZEMT_RC_EMPTY_SOURCE 30        /* the source is empty, or its length is missing or 0 */
-#define ZEMT_RC_INVALID_YEAR 54        /* year outside 1..9999 */
-#define ZEMT_RC_INVALID_DAY 55         /* day 0 or beyond the last day of its month */
-#define ZEMT_RC_INVALID_MONTH 56       /* month outside 1..12 */
-#define ZEMT_RC_INVALID_HOUR 57        /* hour above 23 */
-#define ZEMT_RC_INVALID_MINUTE 58      /* minute above 59 */
-#define ZEMT_RC_INVALID_SECOND 59      /* second above 59 */
-#define ZEMT_RC_UNKNOWN_FORMAT_CODE 67 /* a '%' in a format that no keyword follows */
-#define ZEMT_RC_END_OF_FORMAT 6444     /* the format-code list has reached its end entry */
+/* The version, by the rules of semantic versioning. What stays as it is until ZEMT_VERSION_MAJOR changes: docs/compatibility.md */
+#define ZEMT_VERSION_MAJOR 2
+#define ZEMT_VERSION_MINOR 1
+#define ZEMT_VERSION_PATCH 0
+
+#define ZEMT_RC_OK 0
+#define ZEMT_RC_ERROR (-1)
+#define ZEMT_RC_INVALID_CHAR 22
+#define ZEMT_RC_NOT_POSITIVE 27
+#define ZEMT_RC_NO_SPACE 28
+#define ZEMT_RC_EMPTY_SOURCE 30
+#define ZEMT_RC_INVALID_YEAR 54
+#define ZEMT_RC_INVALID_DAY 55
+#define ZEMT_RC_INVALID_MONTH 56
+#define ZEMT_RC_INVALID_HOUR 57
+#define ZEMT_RC_INVALID_MINUTE 58
+#define ZEMT_RC_INVALID_SECOND 59
+#define ZEMT_RC_UNKNOWN_FORMAT_CODE 67
+#define ZEMT_RC_END_OF_FORMAT 6444
+
+/* What a status says, for messages; "unknown status" for any other number. The text is constant and may change with a version. */
+static inline const char *ZEMTStatusText(int32_t status)
+{
+    switch (status) {
+    case ZEMT_RC_OK: return "success";
+    case ZEMT_RC_ERROR: return "not a value of this type and format"; /* the sections say more */
+    case ZEMT_RC_INVALID_CHAR: return "a character that UTF-8 or UTF-16 cannot carry";
+    case ZEMT_RC_NOT_POSITIVE: return "0 or less"; /* ZEMTCnvIntToWVarcharSz alone */
+    case ZEMT_RC_NO_SPACE: return "no room for the text, or UTF-8 cut off inside a character";
+    case ZEMT_RC_EMPTY_SOURCE: return "empty"; /* or its length is missing or 0 */
+    case ZEMT_RC_INVALID_YEAR: return "year outside 1..9999";
+    case ZEMT_RC_INVALID_DAY: return "day outside its month";
+    case ZEMT_RC_INVALID_MONTH: return "month outside 1..12";
+    case ZEMT_RC_INVALID_HOUR: return "hour above 23";
+    case ZEMT_RC_INVALID_MINUTE: return "minute above 59";
+    case ZEMT_RC_INVALID_SECOND: return "second above 59";
+    case ZEMT_RC_UNKNOWN_FORMAT_CODE: return "a '%' in the format that no keyword follows";
+    case ZEMT_RC_END_OF_FORMAT: return "the format-code list has reached its end entry";
+    default: return "unknown status";
+    }
+}
 
 /* ==== 2 Value layouts and the parameter record ======================================================================== */
 
@@ -255,9 +288,8 @@ ZEMT_API int32_t TrimAllSpacesTabsW(wchar_t *text, int32_t *len) ZEMT_NOEXCEPT Z
  * ULONGLONG (8, 16, 32, 64 bits) to and from decimal text.
  *
  * To text: a '-' below zero and the digits, without leading zeros. Zero is the empty text. dstSize is not consulted; the
- * caller owes the room of the line below, all of which the function may write, also behind the terminator.
- * *outLen receives the characters before the
- * terminator and a *srcLen of 0 the integer's bytes. Always succeeds.
+ * caller owes the room of the line below, all of which the function may write, also behind the terminator. *outLen receives
+ * the characters before the terminator and a *srcLen of 0 the integer's bytes. Always succeeds.
  *
  * From text: digits up to the terminator, behind an optional '-' where the type is signed; leading zeros are read as digits.
  * The value is taken modulo 2^N, N being the bits of the type, so nothing overflows: "128" is the TinyInt -128. The empty
@@ -306,9 +338,8 @@ ZEMT_API ZEMTConversion ZEMTCnvVarcharSzToULONGLONG ZEMT_NONNULL(1, 3, 5);  /*  
 ZEMT_API int32_t ZEMTCnvIntToVarcharSz(int32_t value, char *dst, int32_t *outLen) ZEMT_NOEXCEPT ZEMT_NONNULL(2, 3);
 
 /*
- * Like ZEMTCnvIntToVarcharSz, but into ZEMT_ROOM_UINT wide characters and for values from 1 on: any
- * other value returns 27 and nothing
- * is written.
+ * Like ZEMTCnvIntToVarcharSz, but into ZEMT_ROOM_UINT wide characters and for values from 1 on: any other value returns 27
+ * and nothing is written.
  */
 ZEMT_API int32_t ZEMTCnvIntToWVarcharSz(int32_t value, wchar_t *dst, int32_t *outLen) ZEMT_NOEXCEPT ZEMT_NONNULL(2, 3);
 
@@ -333,9 +364,8 @@ ZEMT_API int32_t ZEMTCnvWVarcharSzToInt(const wchar_t *text, int32_t *result, in
  * Dbl; for a few Flt it takes 9, as FloatToString(value, dst, 8) writes. No function of this section allocates, reads
  * *srcLen or writes it.
  *
- * Text is the same in every floating-point environment (behind more than 16 digits of FloatToString: where subnormals are
- * kept), and writing it raises no exception. The two conversions from text expect the default one (rounding to nearest, no
- * traps) and may leave exception flags set.
+ * Text is the same in every floating-point environment, and writing it raises no exception. The two conversions from text
+ * expect the default one (rounding to nearest, no traps) and may leave exception flags set.
  */
 
 /*
@@ -349,16 +379,15 @@ ZEMT_API int32_t ZEMTCnvWVarcharSzToInt(const wchar_t *text, int32_t *result, in
 ZEMT_API int32_t FloatToString(double value, wchar_t *dst, int16_t digits) ZEMT_NOEXCEPT ZEMT_NONNULL(2);
 
 /*
- * To text: as FloatToString with 16 digits behind the point for Dbl and 7 for Flt.
- * dstSize, as a plain number, must be above 30; the caller owes the room of the line below, all of which the function may
- * write, also behind the terminator. Returns 0 with the characters before the terminator in *outLen, or -1 with nothing
- * written for a null src or dst, a
- * dstSize of 30 or less, an infinity or a NaN.
+ * To text: as FloatToString with 16 digits behind the point for Dbl and 7 for Flt. dstSize, as a plain number, must be above
+ * 30; the caller owes the room of the line below, all of which the function may write, also behind the terminator. Returns 0
+ * with the characters before the terminator in *outLen, or -1 with nothing written for a null src or dst, a dstSize of 30 or
+ * less, an infinity or a NaN.
  *
  * From text: as wcstod reads it (C99, 7.24.4.1.1), in the calling thread's numeric locale: white space, a sign, then a
  * decimal or hexadecimal number; whatever follows is ignored. dst receives the nearest Dbl; a Flt is that Dbl, narrowed to
- * the nearest Flt. Returns -1 with nothing written for a null src or dst, and where the result is zero (text without a number,
- * "0", underflow), infinite or not a number. *outLen is never written and may be null, like srcLen and parms.
+ * the nearest Flt. Returns -1 with nothing written for a null src or dst, and where the result is zero (text without a
+ * number, "0", underflow), infinite or not a number. *outLen is never written and may be null, like srcLen and parms.
  */
 
 #define ZEMT_ROOM_DBL 25 /* sign, 17 digits, point, 'E', sign and 3 digits of exponent, terminator */
@@ -420,10 +449,9 @@ ZEMT_API ZEMTConversion ZEMTCnvWVarcharSzToDecKest ZEMT_NONNULL(1, 3, 5, 6);
  *
  * From text: *srcLen receives the characters of the text (also of wide text; as a signed 16-bit number, which no number that
  * is read exceeds), *outLen the size of the VARNUM; dst has ZEMT_SIZE_ORA_VARNUM bytes, of which only those of the value are
- * written. Digits
- * behind the 20th to the base 100 are dropped, not rounded, and what lies below 100^-65 is zero; neither is reported. A null
- * or empty text, and a point alone, are zero. Returns 0, or -1 with dst and *outLen untouched: any other character or a
- * second point, more than 266 digits, an exponent above 62.
+ * written. Digits behind the 20th to the base 100 are dropped, not rounded, and what lies below 100^-65 is zero; neither is
+ * reported. A null or empty text, and a point alone, are zero. Returns 0, or -1 with dst and *outLen untouched: any other
+ * character or a second point, more than 266 digits, an exponent above 62.
  */
 #define ZEMT_SIZE_ORA_VARNUM 22  /* length byte, exponent and 20 digits */
 #define ZEMT_ROOM_ORA_VARNUM 170 /* a point, 168 digits of a fraction, terminator */
@@ -435,10 +463,9 @@ ZEMT_API ZEMTConversion ZEMTCnvWVarcharSz_UnsignedToOraVarnum ZEMT_NONNULL(2, 3,
 
 /*
  * Builds a VARNUM of either sign ('+' or '-') from count digits to the base 100, the most significant first: their integer
- * times 10^-scale. What does not fit is dropped as above. dst has ZEMT_SIZE_ORA_VARNUM bytes.
- * The function may change the count bytes at
- * digits, which concurrent calls must not share. Returns 0, or -1 with nothing written to dst: another sign, a count above
- * 133, an exponent above 62. A count below 1 is zero.
+ * times 10^-scale. What does not fit is dropped as above. dst has ZEMT_SIZE_ORA_VARNUM bytes. The function may change the
+ * count bytes at digits, which concurrent calls must not share. Returns 0, or -1 with nothing written to dst: another sign,
+ * a count above 133, an exponent above 62. A count below 1 is zero.
  */
 ZEMT_API int16_t ConvertBCDToOraVarNum(void *dst, uint8_t *digits, int16_t count, int16_t scale, char sign) ZEMT_NOEXCEPT
     ZEMT_NONNULL(1, 2);
@@ -624,8 +651,9 @@ ZEMT_API int32_t ZEMTGetNextCodePosInSourceW(const ZEMTFmtItem **entry, const wc
 
 /*
  * Reads NUL-terminated text under a list into ts, all 24 bytes. Literals before a code are sought forward, exactly, over
- * whatever stands before them; those behind the last code are never sought. Numbers are read in as many characters as the
- * entry's length says (one '-' allowed; of HH24 in 2 fewer), and the text goes on behind the width of the keyword; names of months and "AM"/"PM"
+ * whatever stands before them (each place is compared, so that a run of many characters takes up to its length times that of
+ * the text); those behind the last code are never sought. Numbers are read in as many characters as the entry's length says
+ * (one '-' allowed; of HH24 in 2 fewer), and the text goes on behind the width of the keyword; names of months and "AM"/"PM"
  * are read in either case; code 20 is passed over; text that ends early leaves the remaining fields 0; text behind the last
  * code is ignored. Nothing is checked against the calendar. textLength and mode are not consulted; formatLength must be at
  * least 1.

@@ -91,25 +91,6 @@ constexpr ColumnType column_types[] = {
     // clang-format on
 };
 
-struct StatusText {
-    int32_t status;
-    const char *text;
-};
-
-constexpr StatusText status_texts[] = {
-    {ZEMT_RC_ERROR, "not a value of this type and format"},
-    {ZEMT_RC_INVALID_CHAR, "a character that UTF-8 cannot carry"},
-    {ZEMT_RC_NO_SPACE, "no room for the text, or UTF-8 cut off inside a character"},
-    {ZEMT_RC_EMPTY_SOURCE, "empty"},
-    {ZEMT_RC_INVALID_YEAR, "year outside 1..9999"},
-    {ZEMT_RC_INVALID_DAY, "day outside its month"},
-    {ZEMT_RC_INVALID_MONTH, "month outside 1..12"},
-    {ZEMT_RC_INVALID_HOUR, "hour above 23"},
-    {ZEMT_RC_INVALID_MINUTE, "minute above 59"},
-    {ZEMT_RC_INVALID_SECOND, "second above 59"},
-    {ZEMT_RC_UNKNOWN_FORMAT_CODE, "a '%' in the format without a keyword"},
-};
-
 // ---- Slots ------------------------------------------------------------------------------------------------------------------
 
 std::string_view before_blanks(const Column &column, const char *slot)
@@ -168,9 +149,7 @@ bool is_control(char character)
 
 void refuse(int32_t status)
 {
-    const auto *found = std::ranges::find(status_texts, status, &StatusText::status);
-    const char *text = found == std::end(status_texts) ? "unknown" : found->text;
-    throw ValueFailure(status, "status " + std::to_string(status) + ", " + text);
+    throw ValueFailure(status, "status " + std::to_string(status) + ", " + ZEMTStatusText(status));
 }
 
 bool is_utf8(std::string_view text)

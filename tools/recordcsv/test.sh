@@ -148,6 +148,7 @@ OraVarnum|100|100|02c202
 OraVarnum|${digits40/7/.7}|${digits40/7/.7}
 OraVarnum|1${zeros:5}|1${zeros:5}|02ff0b
 OraVarnum|.${zeros:1}1|.${zeros:1}1|028002
+OraVarnum|-.${zeros:1}1|-.${zeros:1}1|037f6466
 Char(6)|abc  |abc
 Char(3)||
 Char(3)|äb|äb
@@ -323,11 +324,11 @@ WVarchar(1)|\x08\x00a\0\0\0|length prefix 8 outside 0..4
 WVarchar(1)|\x03\x00a\0\0\0|length prefix 3 ends inside a character
 VarcharSz(2)|abc|no terminator within 3 bytes
 WVarcharSz(1)|a\0\0\0b\0\0\0|no terminator within 8 bytes
-WVarcharSz(1)|\0\xD8\0\0\0\0\0\0|status 22, a character that UTF-8 cannot carry
-WVarcharSz(1)|\0\0\x11\0\0\0\0\0|status 22, a character that UTF-8 cannot carry
-Varchar(4)|\x04\0\xF4\x90\x80\x80|status 22, a character that UTF-8 cannot carry
-Varchar(3)|\x03\0\xED\xA0\x80|status 22, a character that UTF-8 cannot carry
-WVarcharSz(1)|\0\0\0\x80\0\0\0\0|status 22, a character that UTF-8 cannot carry
+WVarcharSz(1)|\0\xD8\0\0\0\0\0\0|status 22, a character that UTF-8 or UTF-16 cannot carry
+WVarcharSz(1)|\0\0\x11\0\0\0\0\0|status 22, a character that UTF-8 or UTF-16 cannot carry
+Varchar(4)|\x04\0\xF4\x90\x80\x80|status 22, a character that UTF-8 or UTF-16 cannot carry
+Varchar(3)|\x03\0\xED\xA0\x80|status 22, a character that UTF-8 or UTF-16 cannot carry
+WVarcharSz(1)|\0\0\0\x80\0\0\0\0|status 22, a character that UTF-8 or UTF-16 cannot carry
 Char(3)|a\0b|not all of the value can be written as text, only "a"
 Char(3)|a\xE4b|status 28
 Varchar(3)|\x02\0a\xFFb|not all of the value can be written as text

@@ -464,7 +464,7 @@ void Converter::write(const Column &column, std::string_view field, char *slot)
         if (digits.front() == '\0') refuse(ZEMT_RC_ERROR);  // which the library would take for 0
         clear_slot(column, slot);
         store_number(column, digits, slot);
-        if (negative && static_cast<unsigned char>(slot[1]) > 0x80) negate_varnum(slot);
+        if (negative && slot[0] > 1) negate_varnum(slot);  // one of the single byte 80 is 0
         return;
     }
     case Family::Moment: {
