@@ -23,7 +23,7 @@ constexpr int float_digits = 7;
 
 constexpr auto tens = [] {
     std::array<uint64_t, 20> powers{1};
-    for (size_t i = 1; i < powers.size(); ++i) powers[i] = powers[i - 1] * 10;
+    for (size_t i = 1; i != powers.size(); ++i) powers[i] = powers[i - 1] * 10;
     return powers;
 }();
 

@@ -1,8 +1,9 @@
 // Many characters of UTF-8 at a time, on x86-64.
 //
 // Every processor converts runs of characters of three bytes four at a time, but for those of UTF-16 to UTF-8. Those with byte
-// masks convert all text: up to 64 bytes of it, or 16 code units, side by side, whatever characters they are. Both loops go on while a block is well-formed, has
-// up to 4 bytes a character and fits; the rest of a text is left to the loops that know every rule.
+// masks convert all text: up to 64 bytes of it, or 16 code units, side by side, whatever characters they are. Both loops go on
+// while a block is well-formed, has up to 4 bytes a character and fits; the rest of a text is left to the loops that know every
+// rule.
 #pragma once
 
 #include "utf8_sequence.h"
@@ -162,9 +163,9 @@ ZEMT_BYTE_MASKS ALWAYS_INLINE Progress pass_blocks(Decoder<Unit>, Progress at, c
             __m512i value =
                 _mm512_maskz_srlv_epi32(0xFFFF, all, _mm512_maskz_permutexvar_epi8(0x1111111111111111, first, surplus));
             value = _mm512_mask_mov_epi32(value, _mm512_cmpeq_epi32_mask(value, every_lane(0xFFFD)), every_lane('?'));
-            // The value 0 ends the text, however long its sequence.
+            // The value 0 ends the text, however long its sequence. Lanes behind the last have the first value.
             const uint32_t ends = _mm512_testn_epi32_mask(value, value);
-            if (ends != 0) return {end, store_values<Unit>(out, value, std::min<int64_t>(std::countr_zero(ends), count))};
+            if (ends != 0) return {end, store_values<Unit>(out, value, std::countr_zero(ends))};
             out = store_values<Unit>(out, value, std::min<int64_t>(count, 16));
             if (count <= 16) break;
         }
@@ -173,7 +174,7 @@ ZEMT_BYTE_MASKS ALWAYS_INLINE Progress pass_blocks(Decoder<Unit>, Progress at, c
     return {in, out};
 }
 
-// The code points of up to 16 units.
+// The code points of 2 to 16 units.
 struct CodePoints {
     __m512i values;  // in the lanes of their first units, zeros in the others
     int64_t units;   // that they are made of
@@ -194,8 +195,7 @@ ZEMT_BYTE_MASKS inline CodePoints load_code_points(const char *in, int64_t count
         const uint32_t high = _mm512_cmpeq_epi32_mask(kind, every_lane(0xD800));
         const uint32_t low = _mm512_cmpeq_epi32_mask(kind, every_lane(0xDC00));
         const int64_t whole = count - (high >> (count - 1) & 1);  // the last may have its partner behind these
-        const bool paired = whole != 0 && low == (high << 1 & present);
-        const bool sound = paired && _mm512_mask_testn_epi32_mask(present, units, units) == 0;
+        const bool sound = low == (high << 1 & present) && _mm512_mask_testn_epi32_mask(present, units, units) == 0;
         // (high - 0xD800) * 0x400 + low - 0xDC00 + 0x10000
         const __m512i next = _mm512_maskz_alignr_epi32(0xFFFF, units, units, 1);
         const __m512i pairs =
