@@ -21,6 +21,12 @@ struct Bytes {
     }
 };
 
+// Each byte as a character of unit bytes.
+std::string widened(std::string_view bytes, size_t unit)
+{
+    return spelled(std::span(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size()), unit);
+}
+
 // Gives a format one entry that no text has, or less.
 void bend(Format &format, Bytes &input, bool may_lack)
 {
@@ -38,7 +44,7 @@ void fill_source(const Function &f, Call &c, std::string_view bytes, uint8_t cho
 {
     const size_t unit = unit_of[f.from];
     std::string characters(bytes);
-    if (unit > 1 && choice % 4 > 0) characters = spelled(std::basic_string<uint8_t>(bytes.begin(), bytes.end()), unit);
+    if (unit > 1 && choice % 4 > 0) characters = widened(bytes, unit);
     for (char &byte : characters) byte = f.family == Digits ? static_cast<char>(static_cast<uint8_t>(byte) % 100) : byte;
     if (f.family == Digits) c.dst_size = (c.dst_size & 0xFFFF) | "+-+-\xAB\xADx "[choice % 8] << 16;
     if (f.family != Text || has_end[f.from]) characters.resize(characters.size() / unit * unit);
@@ -62,26 +68,46 @@ void fill_source(const Function &f, Call &c, std::string_view bytes, uint8_t cho
     if (choice % 2 != 0) c.dst_size = std::min(c.dst_size, whole - *c.cell);
 }
 
-// What one function delivers the next of its family that picks count takes, which may lead back to where it came from.
-void check_chain(const Function &f, const Call &c, std::span<const uint8_t> picks)
+// Makes a call; returns the characters or the record that it delivers, if it succeeds.
+std::optional<std::string> delivered(const Function &f, const Call &c)
 {
-    const std::string complaint = examine(f, c);
-    if (!complaint.empty()) {
+    const Outcome outcome = f.model(f, c);
+    if (const std::string complaint = examine(f, c, outcome); !complaint.empty()) {
         fprintf(stderr, "%s\n", complaint.c_str());
         std::abort();
     }
-    const Outcome outcome = f.model(f, c);
-    if (picks.empty() || outcome.status != 0 || f.family == Trimming) return;
     const bool is_whole = has_end[f.to] || outcome.out_length == kept;
     const size_t prefix = has_prefix[f.to] ? 2 : 0, unit = f.family == Codec ? unit_of[f.to] : 1;
     const size_t size = is_whole ? outcome.value.size() : static_cast<size_t>(outcome.out_length) * unit;
-    if (size < prefix || size > outcome.value.size()) return;
-    const std::string characters = outcome.value.substr(prefix, size - prefix);
-    unsigned pick = picks[0] % 4;
-    for (const Function &g : functions_of(f.family)) {
-        if (g.from != f.to || (f.to == Record && g.size != size) || pick-- > 0) continue;
-        const Call next{source_of(g.from, characters), length_of(g, characters.size()), 256, c.parms};
-        return check_chain(g, next, picks.subspan(1));
+    if (outcome.status != 0 || size < prefix || size > outcome.value.size()) return std::nullopt;
+    return outcome.value.substr(prefix, size - prefix);
+}
+
+std::optional<std::string> passed_on(const Function &f, const std::string &value, const ZEMTCnvParms *parms)
+{
+    if (f.from == Record && f.size != value.size()) return std::nullopt;
+    return delivered(f, {source_of(f.from, value), length_of(f, value.size()), 256, parms});
+}
+
+// Whether what a call has delivered comes back from there and back: numbers are written as they are read. A VARNUM that has
+// been cut off may end with zeros, which go.
+bool is_to_return(const Function &f, const std::string &value)
+{
+    return (f.family == Integers && (f.marks & Typed) == 0) || (f.family == Codec && f.from == Char) || f.to == Packed ||
+           f.from == Packed || (f.to == Varnum && value.size() + 1 < ZEMT_SIZE_ORA_VARNUM) ||
+           f.name == "ZEMTCnvWVarcharSzToDbl"s;
+}
+
+// Goes back by one of the functions that lead there, and once more the same way.
+void check_return(const Function &f, const std::string &value, const ZEMTCnvParms *parms, unsigned passed_over)
+{
+    for (const Function &g : functions) {
+        const bool leads_back = g.from == f.to && g.to == f.from;
+        if (!leads_back || (g.family != f.family && g.family + f.family != Formatting + Parsing) || passed_over-- > 0) continue;
+        const auto back = passed_on(g, value, parms), again = back ? passed_on(f, *back, parms) : back;
+        if (!again || *again == value || !is_to_return(f, value)) return;
+        fprintf(stderr, "%s: %s comes back as %s\n", f.name, shown(value).c_str(), shown(*again).c_str());
+        std::abort();
     }
 }
 
@@ -94,7 +120,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const auto given = loaded<int16_t>(input.take(2));
     const uint8_t state = input.byte(), missing = input.byte(), choice = input.byte(), length = input.byte();
     const std::string text = f.family >= Formatting ? input.take(input.byte() % 64).c_str() : "";
-    Format format(unwide(spelled(std::basic_string<uint8_t>(text.begin(), text.end()), 4)));
+    Format format(unwide(widened(text, 4)));
     if (f.family >= Formatting) bend(format, input, (f.marks & NoParms) != 0);
     format.parms.precision = static_cast<int8_t>(missing) % 100;
     format.parms.skipTranscode = choice / 4 == 1 ? 1 << choice % 4 * 8 : 0;
@@ -104,7 +130,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (missing % 16 == 0) c.lacks = f.marks & (1u << missing / 16 % 4);
     if (f.family == Text && choice % 2 == 0) c.parms = nullptr;
     fill_source(f, c, input.rest, choice, length);
-    const uint8_t picks[] = {choice, length};
-    check_chain(f, c, {picks, choice < 64 ? 2u : 0u});
+    const auto value = delivered(f, c);
+    if (value && f.family != Trimming && choice < 64) check_return(f, *value, c.parms, choice % 4);
     return 0;
 }

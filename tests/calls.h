@@ -206,10 +206,9 @@ inline std::string shown(const Outcome &o)
            std::to_string(o.source_length) + (o.open == 0 ? ", and elsewhere}" : "}");
 }
 
-// What is wrong with a call; empty if nothing is. It is made twice, over different bytes.
-inline std::string examine(const Function &f, const Call &c)
+// What is wrong with a call that should do what its model says; empty if nothing is. It is made twice, over different bytes.
+inline std::string examine(const Function &f, const Call &c, Outcome wanted)
 {
-    Outcome wanted = f.model(f, c);
     const Outcome got = perform(f, c, wanted.value.size(), pattern);
     Outcome again = perform(f, c, wanted.value.size(), other_pattern);
     for (size_t i = 0; i < got.value.size(); ++i)

@@ -18,7 +18,8 @@ inline void expect(const Function &f, const std::string &characters, int32_t dst
     const bool is_counted = f.from == Char || f.from == WChar || f.from == Char16;
     ++count;
     if (!cell) cell = is_counted ? length_of(f, characters.size()) : cells[count / 8 % ((f.marks & CellNeeded) != 0 ? 2 : 3)];
-    EXPECT_EQ(examine(f, {source_of(f.from, characters), cell, dst_size, parms, lacks, count}), "");
+    const Call c{source_of(f.from, characters), cell, dst_size, parms, lacks, count};
+    EXPECT_EQ(examine(f, c, f.model(f, c)), "");
 }
 
 template <class... More>

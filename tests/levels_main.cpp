@@ -29,7 +29,7 @@ int main(int argc, char **argv)
     testing::InitGoogleTest(&argc, argv);
 #if ZEMT_X86_64
     const int levels = zemt::has_byte_masks() ? 3 : zemt::has_wide_registers() ? 2 : 1;
-    if (levels < 3) printf("This processor has no %s: they are not tested.\n", names[levels]);
+    for (int missing = levels; missing < 3; ++missing) printf("This processor has no %s: not tested.\n", names[missing]);
     testing::UnitTest::GetInstance()->listeners().Append(new Levels);
     testing::GTEST_FLAG(repeat) = levels;
 #endif

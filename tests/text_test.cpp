@@ -33,8 +33,10 @@ TEST(Text, FollowsTheModelInEveryLength)
             const auto needed = static_cast<int32_t>(text.size() / from * unit_of[f.to]);
             for (const int32_t more : {-needed / 2, -1, 0, 1, 2, 6}) compare(f, text, needed + more);
             compare(f, text, static_cast<int32_t>(length * 4));
+            const Call endless{text, 0, static_cast<int32_t>(text.size())};  // a copy needs no terminator
+            EXPECT_EQ(f.from == VarcharSz && from == unit_of[f.to] ? examine(f, endless, f.model(f, endless)) : "", "");
             const size_t odd = text.size() / from * 2 / 3 * from;  // malformed, or out of range
-            text.replace(odd, from, from == 1 ? "\xC3" : i % 2 == 0 ? "\x41\0\0\xC3"s : "\x41\1\0\0"s);
+            text.replace(odd, from, from == 1 ? "\xC3" : i % 2 == 0 ? "\x41\0\0\xC3"s : "\0\1\0\0"s);
             compare(f, text, needed + 6);
         }
     }

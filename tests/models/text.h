@@ -27,7 +27,8 @@ inline std::pair<int32_t, std::string> converted(const Function &f, Kind kind, c
 inline std::pair<int32_t, std::string> characters_of(const Function &f, const Call &c)
 {
     const size_t unit = unit_of[f.from];
-    int32_t length = static_cast<int32_t>(c.source.size() - (has_end[f.from] ? unit : 0));
+    const bool ends = has_end[f.from] && c.source.ends_with(std::string(unit, '\0'));
+    int32_t length = static_cast<int32_t>(c.source.size() - (ends ? unit : 0));
     if (has_prefix[f.from]) length = loaded<int16_t>(c.source);
     if (f.from == Char || f.from == WChar) length = c.cell.value_or(0);
     if (length < 0) return {-1, ""};
