@@ -98,6 +98,25 @@ int main()
             measure((name + " to UTF-8").c_str(), ZEMTCnvWVarcharSzToVarcharSz, text);
         }
     }
+    const auto blanks = [] { return wide(digits(18) + std::string(12, ' ')); };
+    const auto utf16 = [](const void *src, int32_t *, void *dst, int32_t size, int32_t *length, const ZEMTCnvParms *) noexcept {
+        const char *const text = static_cast<const char *>(src);
+        return Convert8To16(static_cast<uint16_t *>(dst), size / 2, text, static_cast<int32_t>(strlen(text)), length);
+    };
+    const auto trimming = [](const void *src, int32_t *, void *dst, int32_t, int32_t *length, const ZEMTCnvParms *) noexcept {
+        const auto *const text = static_cast<const wchar_t *>(src);
+        *length = static_cast<int32_t>(wcslen(text));
+        return TrimSpacesW(wcscpy(static_cast<wchar_t *>(dst), text), length, 1, 1);
+    };
+    const auto parsing = [](const void *src, int32_t *, void *dst, int32_t, int32_t *length, const ZEMTCnvParms *) noexcept {
+        return ZEMTGetFormatCodes(static_cast<const wchar_t *>(src), static_cast<ZEMTFmtItem *>(dst), length);
+    };
+    measure("mixed 32 to UTF-16", utf16, [] { return utf8(random_text(32, false)); });
+    measure("8-bit copy", ZEMTCnvVarcharSzToVarcharSz, [] { return digits(40); });
+    measure("wide copy", ZEMTCnvWVarcharSzToWVarcharSz, blanks);
+    measure("narrowing", ZEMTCnvWVarcharToVarcharSz, [] { return "\x60" + std::string(1, '\0') + wide(std::string(24, 'n')); });
+    measure("trimming", trimming, blanks);
+    measure("format list", parsing, [] { return wide("%DD.%MONTH %YYYY, %HH:%MI %PM"); });
     const auto bits = [] { return image(uint64_t{random_bits()} << 32 | random_bits()); };
     const auto record = [] {
         return image(ZEMTTS{2024,
@@ -122,6 +141,9 @@ int main()
     measure("integer from text", ZEMTCnvWVarcharSzToLongLong, [] { return wide(digits(18)); });
     measure("double to text", ZEMTCnvDblToWVarcharSz, real);
     measure("double from text", ZEMTCnvWVarcharSzToDbl, [] { return wide(digits(8) + "." + digits(3)); });
+    const auto single = [] { return image(static_cast<float>(random_bits()) / 100); };
+    measure("float to text", ZEMTCnvFltToWVarcharSz, single);
+    measure("float from text", ZEMTCnvWVarcharSzToFlt, [] { return wide(digits(8) + "." + digits(3)); });
     measure("packed to text", ZEMTCnvDecKestToWVarcharSz, packed);
     measure("packed from text", ZEMTCnvWVarcharSzToDecKest, [] { return wide(digits(18)); });
     measure("VARNUM to text", ZEMTCnvOraVarnumToWVarcharSz_Unsigned,

@@ -5,6 +5,7 @@
 #include <locale.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -12,6 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cfenv>
@@ -66,6 +68,7 @@ Results run(bool in_default_environment)
     Results results;
     const ZEMTTS ts{2024, 2, 29, 23, 59, 58, 123456, {}};
     const double number = 4e-310;
+    const uint32_t signalling = 0x7F800001;  // not a number
     const int64_t integer = INT64_MIN;
     const unsigned char packed[] = {0x01, 0x23, 0x45, 0x67, 0x89, 0x01, 0x23, 0x4C}, varnum[] = {4, 0xC2, 2, 0x18, 0x2E};
     const char mixed[] = "K\xC3\xB6ln, \xE6\x9D\xB1\xE4\xBA\xAC \xF0\x9F\x98\x80 and a tail of ASCII that is long enough";
@@ -76,6 +79,8 @@ Results run(bool in_default_environment)
     results.call(ZEMTCnvLongLongToWVarcharSz, &integer, 0, nullptr);
     results.call(ZEMTCnvWVarcharSzToLongLong, L"-9223372036854775808", 0, nullptr);
     results.call(ZEMTCnvDblToWVarcharSz, &number, 0, nullptr);
+    results.call(ZEMTCnvFltToWVarcharSz, &signalling, 0, nullptr);
+    results.call(ZEMTCnvWVarcharSzToFlt, L"1e39", 0, nullptr);
     results.call(ZEMTCnvDecKestToWVarcharSz, packed, 0, &shared);
     results.call(ZEMTCnvWVarcharSzToDecKest, L"12345678901234", 0, &shared);
     results.call(ZEMTCnvOraVarnumToWVarcharSz_Unsigned, varnum, 0, nullptr);
@@ -84,6 +89,25 @@ Results run(bool in_default_environment)
     results.call(ZEMTCnvDateTimeSzToZEMTTS, "2024-02-29 23:59:58.123456 february PM", 0, &shared);
     results.call(ZEMTCnvDateTimeSzToZEMTTS, "2023-02-29", 0, &shared);
     if (in_default_environment) results.call(ZEMTCnvWVarcharSzToDbl, L"12345e-3", 0, nullptr);
+    ZEMTFmtItem items[8];
+    int32_t kind = ZEMT_KIND_DATE;
+    ZEMTDate date{0, 0, 0, {}, L"%DD.%MM.%YYYY"};
+    unsigned char built[ZEMT_SIZE_ORA_VARNUM] = {}, pairs[] = {12, 34};
+    wchar_t fixed[32];
+    uint16_t units[80];
+    const int32_t statuses[] = {ZEMTGetFormatCodes(date.formatText, items, &kind),
+                                ZEMTDateCharToDate("24.12.2023", &date),
+                                ZEMTValidateDateTime(&ts, 3),
+                                ConvertBCDToOraVarNum(built, pairs, 2, 2, '-'),
+                                ZEMTGetStringFromTS(&ts, fixed, 32, &length),
+                                Convert8To16(units, 80, mixed, sizeof mixed, &field)};
+    results.add(statuses, sizeof statuses);
+    results.add(&date, 6);
+    results.add(built, sizeof built);
+    results.add(fixed, sizeof fixed[0] * 26);
+    results.add(units, sizeof units[0] * static_cast<size_t>(field));
+    TrimSpacesW(blanks, &(length = 9), 1, 1);
+    results.add(blanks, sizeof blanks[0] * static_cast<size_t>(length));
     TrimAllSpacesTabsW(blanks, &length);
     results.add(blanks, sizeof blanks);
     ZEMTCnvVarcharSzToInt("x-42", &field, 1, 3);
@@ -112,7 +136,8 @@ void on_signal(int)
     errno = saved;
 }
 
-// The surroundings of a thread, by its number: plain, rounding up with subnormals flushed, or another locale.
+// The surroundings of a thread, by its number: plain, rounding up with subnormals flushed and exceptions trapped, or another
+// locale.
 void *work(void *argument)
 {
     const auto number = reinterpret_cast<uintptr_t>(argument);
@@ -123,6 +148,7 @@ void *work(void *argument)
     if (locale != nullptr) uselocale(locale);
     if (rounds_up) {
         fesetround(FE_UPWARD);
+        feenableexcept(FE_ALL_EXCEPT);
 #ifdef __SSE2__
         __builtin_ia32_ldmxcsr(__builtin_ia32_stmxcsr() | 0x8040);
 #endif
@@ -163,6 +189,30 @@ bool run_without_memory()
            ZEMTCnvDateTimeSzToZEMTTS(filled.c_str(), &length, record, 24, &out_length, &shared) == ZEMT_RC_ERROR;
 }
 
+// Texts that 32 bits cannot count: one piece of memory stands in them again and again.
+bool run_beyond_32_bits()
+{
+    constexpr size_t piece = 1 << 21, pieces = 1 << 10;
+    const int file = memfd_create("piece", 0);
+    if (file < 0 || ftruncate(file, piece) != 0) return false;
+    void *const memory =
+        mmap(nullptr, (pieces + 1) * piece, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (memory == MAP_FAILED) return false;
+    auto *const text = static_cast<wchar_t *>(memory);  // 2^29 characters, and a terminator behind them
+    for (size_t i = 0; i < pieces; ++i) {
+        if (mmap(static_cast<char *>(memory) + i * piece, piece, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, file, 0) ==
+            MAP_FAILED)
+            return false;
+    }
+    std::fill_n(text, piece / sizeof *text, wchar_t{0x7FFFFFFF});
+    constexpr int32_t characters = INT32_MAX / 6 + 1;  // of 6 bytes each
+    wchar_t dst[8];
+    int32_t count = 0, length = 0, too_many = 1 << 30;
+    return Convert32To8(nullptr, 0, text, characters, &count) == ZEMT_RC_NO_SPACE && count == INT32_MAX &&
+           ZEMTCnvWVarcharSzToWVarcharSz(text, &length, dst, 8, &count, nullptr) == ZEMT_RC_ERROR &&
+           ZEMTCnvDateTimeCharToZEMTTS(text, &too_many, dst, 24, &count, &shared) == ZEMT_RC_ERROR;
+}
+
 }  // namespace
 
 int main(int argc, char **argv)
@@ -176,6 +226,8 @@ int main(int argc, char **argv)
     shared.precision = 14;
     wanted = run(true);
     wanted_without_reading = run(false);
+
+    in_child("texts that 32 bits cannot count", run_beyond_32_bits);
 
     struct sigaction action {
     };
