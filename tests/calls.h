@@ -221,7 +221,7 @@ inline std::string examine(const Function &f, const Call &c, Outcome wanted)
            ", not\n" + shown(wanted);
 }
 
-extern const std::span<const Function> functions;
+extern std::span<const Function> functions;
 
 // Those of one family, which stand together.
 inline std::span<const Function> functions_of(Family family)

@@ -227,4 +227,4 @@ static_assert(std::size(table) == 92);
 
 }  // namespace
 
-const std::span<const Function> functions = table;
+std::span<const Function> functions = table;

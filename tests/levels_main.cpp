@@ -1,18 +1,24 @@
-// Runs the tests once for each level of instructions that the processor has, whatever the library would choose.
+// Runs the tests without the instructions of any processor, and once for each level of those that this one has, whatever the
+// library would choose.
 #include <gtest/gtest.h>
 
+#include "calls.h"
 #include "vectors/processor.h"
+
+extern std::span<const Function> plain_functions;
 
 namespace {
 
 #if ZEMT_X86_64
-constexpr const char *names[] = {"SSE2", "AVX2", "byte masks"};
+constexpr const char *names[] = {"plain code", "SSE2", "AVX2", "byte masks"};
+const std::span<const Function> functions_by_level = functions;
 
 class Levels : public testing::EmptyTestEventListener
 {
     void OnTestIterationStart(const testing::UnitTest &, int iteration) override
     {
-        zemt::tested_level = static_cast<zemt::Level>(iteration);
+        functions = iteration == 0 ? plain_functions : functions_by_level;
+        zemt::tested_level = static_cast<zemt::Level>(std::max(iteration - 1, 0));
         printf("With %s\n", names[iteration]);
     }
 };
@@ -28,8 +34,8 @@ int main(int argc, char **argv)
 {
     testing::InitGoogleTest(&argc, argv);
 #if ZEMT_X86_64
-    const int levels = zemt::has_byte_masks() ? 3 : zemt::has_wide_registers() ? 2 : 1;
-    for (int missing = levels; missing < 3; ++missing) printf("This processor has no %s: not tested.\n", names[missing]);
+    const int levels = zemt::has_byte_masks() ? 4 : zemt::has_wide_registers() ? 3 : 2;
+    for (int missing = levels; missing < 4; ++missing) printf("This processor has no %s: not tested.\n", names[missing]);
     testing::UnitTest::GetInstance()->listeners().Append(new Levels);
     testing::GTEST_FLAG(repeat) = levels;
 #endif
