@@ -4,7 +4,7 @@
 #include "calling_form.h"
 #include "layouts.h"
 #include "utf8.h"
-#include "vectors/vectors.h"
+#include "vectors/ascii.h"
 
 namespace zemt {
 namespace {

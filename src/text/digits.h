@@ -6,7 +6,7 @@
 #include <type_traits>
 
 #include "layouts.h"
-#include "vectors/vectors.h"
+#include "vectors/ascii.h"
 
 namespace zemt {
 

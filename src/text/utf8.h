@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "layouts.h"
-#include "vectors/vectors.h"
+#include "vectors/ascii.h"
 #include "zemt.h"
 
 namespace zemt {

@@ -4,9 +4,10 @@
 #include <algorithm>
 
 #include "utf8.h"
+#include "utf8_decoding.h"
+#include "utf8_encoding.h"
 #include "utf8_sequence.h"
-#include "utf8_vectors.h"
-#include "vectors/vectors.h"
+#include "vectors/ascii.h"
 #include "zemt.h"
 
 namespace zemt {
@@ -15,11 +16,10 @@ namespace zemt {
 //   In                 the type of a unit that is read
 //   in_unit, out_unit  bytes of a unit of either side
 //   few                a text of up to as many units is too short to look for runs in it
-//   few_under_masks    texts, and rests of texts, of up to as many units are faster converted without masks, which cost the same
-//                      whatever they hold
+//   few_side_by_side   a text, or the rest of one, of up to as many units is converted faster without vectors, which cost the same
+//                      whatever it holds
 //   one_by_one         converts whole characters with room for them until the position reaches until
 //   pass_ascii         converts ASCII characters in front, many at a time
-//   pass_threes        converts characters of three bytes in front, four at a time
 //   status_at          why there was no going on at a place before the end
 
 // ---- Decoding ---------------------------------------------------------------------------------------------------------------
@@ -30,7 +30,7 @@ struct Decoder {
     static constexpr int in_unit = sizeof(In);
     static constexpr int out_unit = sizeof(Unit);
     static constexpr ptrdiff_t few = 16;
-    static constexpr ptrdiff_t few_under_masks = 7;
+    static constexpr ptrdiff_t few_side_by_side = 7;
 
     // The frequent sizes have a way each of its own: a size that is looked up would hold up the next character.
     static ALWAYS_INLINE Progress one_by_one(Progress at, const char *until, const char *end, const char *full)
@@ -39,37 +39,29 @@ struct Decoder {
         char *out = at.out;
         while (in < until && out < full) {
             const uint32_t first = load<uint8_t>(in);
-            const auto tail = [&in](int index) {
+            const auto tail = [in](int index) {
                 return load<uint8_t>(in + index) ^ 0x80u;
             };  // below 0x40 in a continuation byte
+            uint32_t value = first;
+            int size = 1;
+            int units = 1;
             if (is_ascii(first)) {
-                store(out, static_cast<Unit>(first));
-                in += 1;
-                out += out_unit;
-                continue;
+            } else if (first - 0xC0 < 0x20 && end - in >= 2 && tail(1) < 0x40) {
+                value = (first & 0x1F) << 6 | tail(1);
+                size = 2;
+            } else if (first - 0xE0 < 0x10 && end - in >= 3 && (tail(1) | tail(2)) < 0x40) {
+                value = without_replacement((first & 0x0F) << 12 | tail(1) << 6 | tail(2));
+                size = 3;
+            } else {
+                const Sequence sequence = decode_sequence(in, end - in);
+                value = sequence.found == Found::CodePoint ? sequence.value : 0;
+                size = sequence.size;
+                units = units_of<Unit>(value);
+                if (value > largest_code_point<Unit> || full - out < units * out_unit) break;
             }
-            if (first - 0xC0 < 0x20 && end - in >= 2 && tail(1) < 0x40) {
-                const uint32_t value = (first & 0x1F) << 6 | tail(1);
-                if (value == 0) break;
-                store(out, static_cast<Unit>(value));
-                in += 2;
-                out += out_unit;
-                continue;
-            }
-            if (first - 0xE0 < 0x10 && end - in >= 3 && (tail(1) | tail(2)) < 0x40) {
-                const uint32_t value = (first & 0x0F) << 12 | tail(1) << 6 | tail(2);
-                if (value == 0) break;
-                store(out, static_cast<Unit>(without_replacement(value)));
-                in += 3;
-                out += out_unit;
-                continue;
-            }
-            const Sequence sequence = decode_sequence(in, end - in);
-            if (sequence.found != Found::CodePoint || sequence.value - 1 >= largest_code_point<Unit>) break;
-            const int units = units_of<Unit>(sequence.value);
-            if (full - out < units * out_unit) break;
-            store_units<Unit>(out, sequence.value, units);
-            in += sequence.size;
+            if (value == 0) break;
+            store_units<Unit>(out, value, units);
+            in += size;
             out += units * out_unit;
         }
         return {in, out};
@@ -80,15 +72,6 @@ struct Decoder {
         const ptrdiff_t moved = widen_ascii<Unit>(at.out, at.in, std::min<ptrdiff_t>(end - at.in, (full - at.out) / out_unit));
         return {at.in + moved, at.out + moved * out_unit};
     }
-
-#if ZEMT_X86_64
-    [[gnu::noinline]] static Progress pass_threes(Progress at, const char *end, const char *full)
-    {
-        while (end - at.in >= 16 && full - at.out >= 4 * out_unit && decode_threes<Unit>(at.out, load<__m128i>(at.in)))
-            at = {at.in + 12, at.out + 4 * out_unit};
-        return at;
-    }
-#endif
 
     static int32_t status_at(const char *in, const char *end)
     {
@@ -107,7 +90,7 @@ struct Encoder {
     static constexpr int in_unit = sizeof(In);
     static constexpr int out_unit = 1;
     static constexpr ptrdiff_t few = 10;
-    static constexpr ptrdiff_t few_under_masks = 3;
+    static constexpr ptrdiff_t few_side_by_side = 3;
 
     static ALWAYS_INLINE Progress one_by_one(Progress at, const char *until, const char *end, const char *full)
     {
@@ -115,20 +98,19 @@ struct Encoder {
         char *out = at.out;
         while (in < until) {
             const auto [value, units] = load_code_point<Unit>(in, end - in);
+            int size = 1;
             if (is_ascii(value) && out < full) {
-                *out++ = static_cast<char>(value);
+                *out = static_cast<char>(value);
             } else if (value - 0x80 < 0x800 - 0x80 && full - out >= 2) {
-                encode_sequence(out, value, 2);
-                out += 2;
+                encode_sequence(out, value, size = 2);
             } else if (value - 0x800 < 0x10000 - 0x800 && full - out >= 3 && units != 0) {
-                encode_sequence(out, value, 3);
-                out += 3;
+                encode_sequence(out, value, size = 3);
             } else {
-                const int size = encoded_size(value);
+                size = encoded_size(value);
                 if (value - 1 >= largest_code_point<Wide> || units == 0 || full - out < size) break;
                 encode_sequence(out, value, size);
-                out += size;
             }
+            out += size;
             in += units * in_unit;
         }
         return {in, out};
@@ -139,15 +121,6 @@ struct Encoder {
         const ptrdiff_t moved = narrow_ascii<Unit>(at.out, at.in, std::min<ptrdiff_t>((end - at.in) / in_unit, full - at.out));
         return {at.in + moved * in_unit, at.out + moved};
     }
-
-#if ZEMT_X86_64
-    [[gnu::noinline]] static Progress pass_threes(Progress at, const char *end, const char *full)
-    {
-        while (in_unit == 4 && end - at.in >= 16 && full - at.out >= 12 && encode_threes(at.out, load<__m128i>(at.in)))
-            at = {at.in + 16, at.out + 12};
-        return at;
-    }
-#endif
 
     static int32_t status_at(const char *in, const char *end)
     {
@@ -172,14 +145,36 @@ template <typename Codec>
     return Codec::one_by_one(at, until, end, full);
 }
 
-// Converts as far as there are whole characters with room for them. Runs are looked for ever more seldom where there are none.
+#if ZEMT_X86_64
+
+template <typename Codec>
+[[gnu::noinline]] ZEMT_BYTE_MASKS inline Progress pass_all_blocks(Progress at, const char *end, const char *full)
+{
+    return pass_blocks(Codec{}, at, end, full);
+}
+
+template <typename Codec>
+[[gnu::noinline]] ZEMT_WIDE_REGISTERS inline Progress pass_all_windows(Progress at, const char *begin, const char *end,
+                                                                       const char *full)
+{
+    return pass_windows(Codec{}, at, begin, end, full);
+}
+
+#endif
+
+// Converts as far as there are whole characters with room for them: ASCII, and what goes side by side, then one character after the
+// other, ever more of them where they are strange.
 template <typename Codec>
 inline Progress convert_by_steps(Progress at, const char *end, const char *full)
 {
+    [[maybe_unused]] const char *const begin = at.in;
     for (ptrdiff_t step = ptrdiff_t{64} * Codec::in_unit; at.in < end; step *= 2) {
         Progress behind_runs = Codec::pass_ascii(at, end, full);
 #if ZEMT_X86_64
-        behind_runs = Codec::pass_threes(behind_runs, end, full);
+        if (has_byte_masks())
+            behind_runs = pass_all_blocks<Codec>(behind_runs, end, full);
+        else if (has_wide_registers())
+            behind_runs = pass_all_windows<Codec>(behind_runs, begin, end, full);
 #endif
         if (behind_runs.in != at.in) step = ptrdiff_t{32} * Codec::in_unit;
         const char *const until = behind_runs.in + std::min(end - behind_runs.in, step);
@@ -209,6 +204,7 @@ template <typename Codec>
 template <typename Codec>
 ALWAYS_INLINE int32_t convert_rest(Progress at, const char *end, const char *full, const char *dst, int32_t *outCount)
 {
+    if (at.in == end) return report((at.out - dst) / Codec::out_unit, outCount, ZEMT_RC_OK);
     const bool few = end - at.in <= Codec::few * Codec::in_unit;
     return few ? convert_few<Codec>(at.in, end, at.out, full, dst, outCount)
                : convert_many<Codec>(at.in, end, at.out, full, dst, outCount);
@@ -217,28 +213,35 @@ ALWAYS_INLINE int32_t convert_rest(Progress at, const char *end, const char *ful
 #if ZEMT_X86_64
 
 template <typename Codec>
-[[gnu::noinline]] ZEMT_BYTE_MASKS inline Progress pass_all_blocks(Progress at, const char *end, const char *full)
-{
-    return pass_blocks(Codec{}, at, end, full);
-}
-
-template <typename Codec>
 [[gnu::noinline]] ZEMT_BYTE_MASKS inline int32_t convert_blocks(const char *in, const char *end, char *out, const char *full,
                                                                 const char *dst, int32_t *outCount)
 {
-    const Progress at = pass_blocks(Codec{}, {in, out}, end, full);
-    if (at.in != end) return convert_rest<Codec>(at, end, full, dst, outCount);
-    return report((at.out - dst) / Codec::out_unit, outCount, ZEMT_RC_OK);
+    return convert_rest<Codec>(pass_blocks(Codec{}, {in, out}, end, full), end, full, dst, outCount);
 }
 
-// ASCII in front of the blocks is moved faster without them.
+template <typename Codec>
+[[gnu::noinline]] ZEMT_WIDE_REGISTERS inline int32_t convert_windows(const char *in, const char *end, char *out,
+                                                                     const char *full, const char *dst, int32_t *outCount)
+{
+    return convert_rest<Codec>(pass_windows(Codec{}, {in, out}, in, end, full), end, full, dst, outCount);
+}
+
+template <typename Codec>
+ALWAYS_INLINE int32_t convert_side_by_side(const char *in, const char *end, char *out, const char *full, const char *dst,
+                                           int32_t *outCount)
+{
+    return has_byte_masks() ? convert_blocks<Codec>(in, end, out, full, dst, outCount)
+                            : convert_windows<Codec>(in, end, out, full, dst, outCount);
+}
+
+// ASCII in front is moved faster by itself.
 template <typename Codec>
 [[gnu::noinline]] inline int32_t convert_long(const char *in, const char *end, char *out, const char *full, const char *dst,
                                               int32_t *outCount)
 {
     const Progress at = Codec::pass_ascii({in, out}, end, full);
     if (at.in == end) return report((at.out - dst) / Codec::out_unit, outCount, ZEMT_RC_OK);
-    return convert_blocks<Codec>(at.in, end, at.out, full, dst, outCount);
+    return convert_side_by_side<Codec>(at.in, end, at.out, full, dst, outCount);
 }
 
 #endif
@@ -247,15 +250,16 @@ template <typename Codec>
 template <typename Codec>
 inline int32_t convert_text(char *dst, int32_t capacity, const char *src, int32_t count, int32_t *outCount)
 {
-    const char *const end = src + ptrdiff_t{std::max(count, 0)} * Codec::in_unit;
     const char *const full = dst + ptrdiff_t{std::max(capacity, 0)} * Codec::out_unit;
 #if ZEMT_X86_64
-    if (count > Codec::few_under_masks && has_byte_masks())
+    if (count > Codec::few_side_by_side && has_wide_registers()) {
+        const char *const end = src + ptrdiff_t{count} * Codec::in_unit;
         return count < 32 || !is_ascii(load<typename Codec::In>(src))
-                   ? convert_blocks<Codec>(src, end, dst, full, dst, outCount)
+                   ? convert_side_by_side<Codec>(src, end, dst, full, dst, outCount)
                    : convert_long<Codec>(src, end, dst, full, dst, outCount);
+    }
 #endif
-    return convert_rest<Codec>({src, dst}, end, full, dst, outCount);
+    return convert_rest<Codec>({src, dst}, src + ptrdiff_t{std::max(count, 0)} * Codec::in_unit, full, dst, outCount);
 }
 
 // Counts the units that a text becomes: it is converted into a scratch, as often as that fills up.
@@ -267,11 +271,7 @@ template <typename Codec>
     const char *const end = src + ptrdiff_t{std::max(count, 0)} * Codec::in_unit;
     int64_t total = 0;
     for (const char *in = src;;) {
-        Progress at{in, scratch};
-#if ZEMT_X86_64
-        if (has_byte_masks()) at = pass_all_blocks<Codec>(at, end, full);
-#endif
-        at = convert_by_steps<Codec>(at, end, full);
+        const Progress at = convert_by_steps<Codec>({in, scratch}, end, full);
         total += (at.out - scratch) / Codec::out_unit;
         if (total > INT32_MAX) return report(INT32_MAX, outCount, ZEMT_RC_NO_SPACE);
         if (at.in == end) return report(total, outCount, ZEMT_RC_OK);

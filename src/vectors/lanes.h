@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "memory.h"
+#include "processor.h"
 
 namespace zemt {
 
@@ -83,6 +84,55 @@ inline void widen_halves(char *low_dst, char *high_dst, Bytes16 value)
         store16(high_dst, widen_low16(high));
         store16(high_dst + 16, widen_high16(high));
     }
+}
+
+// Whether all are in 1..0x7F.
+inline bool all_ascii(Bytes16 value)
+{
+    const auto within = std::bit_cast<Words2>(std::bit_cast<Lanes<int8_t, 16>>(value) > 0);
+#if ZEMT_X86_64
+    return _mm_movemask_epi8(std::bit_cast<__m128i>(within)) == 0xFFFF;
+#else
+    return (within[0] & within[1]) == ~uint64_t{0};
+#endif
+}
+
+// The lower bytes of 16 lanes whose upper ones are 0.
+inline Bytes16 even_bytes(Bytes16 a, Bytes16 b)
+{
+#if ZEMT_X86_64
+    return std::bit_cast<Bytes16>(_mm_packus_epi16(std::bit_cast<__m128i>(a), std::bit_cast<__m128i>(b)));
+#else
+    return __builtin_shufflevector(a, b, 0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30);
+#endif
+}
+
+// 16 units to as many bytes; false where one lies outside 0..255.
+template <typename Unit>
+inline bool narrow16(const char *src, Bytes16 &narrow)
+{
+    Bytes16 all = load16(src) | load16(src + 16);
+    narrow = even_bytes(load16(src), load16(src + 16));
+    if constexpr (sizeof(Unit) == 4) {
+        all |= load16(src + 32) | load16(src + 48);
+        narrow = even_bytes(narrow, even_bytes(load16(src + 32), load16(src + 48)));
+    }
+    const auto beyond = std::bit_cast<Words2>(std::bit_cast<Lanes<Unit, 16 / sizeof(Unit)>>(all) & static_cast<Unit>(~0xFF));
+    return (beyond[0] | beyond[1]) == 0;
+}
+
+// 8 wide characters as bytes, with some byte that is not ASCII where a character is not.
+inline uint64_t narrow8(const char *src)
+{
+#if ZEMT_X86_64
+    const __m128i units = _mm_packs_epi32(load<__m128i>(src), load<__m128i>(src + 16));  // saturates to 0x7FFF and -0x8000
+    return static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_packus_epi16(units, units)));     // saturates to 0xFF and 0
+#else
+    const Bytes16 low = load16(src);
+    const Bytes16 high = load16(src + 16);
+    const auto beyond = std::bit_cast<Words2>(std::bit_cast<Lanes<uint32_t, 4>>(low | high) & ~0x7Fu);
+    return (beyond[0] | beyond[1]) != 0 ? ~uint64_t{0} : low_word(even_bytes(even_bytes(low, high), low));
+#endif
 }
 
 }  // namespace zemt

@@ -29,19 +29,22 @@ inline bool may_use(Level level)
     return level <= ZEMT_HIGHEST_LEVEL;
 }
 
+// Code of a function with one of these marks may only run where the processor has what it names.
+#define ZEMT_WIDE_REGISTERS __attribute__((target("avx2,bmi,bmi2,popcnt")))
+
 inline bool has_wide_registers()
 {
-    return may_use(Level::WideRegisters) && __builtin_cpu_supports("avx2");
+    return may_use(Level::WideRegisters) && __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
+           __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt");
 }
 
-// Code of a function with this mark may only run where bytes have masks: they are loaded, stored, dropped and spread one by one.
+// Bytes are loaded, stored, dropped and spread one by one.
 #define ZEMT_BYTE_MASKS __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi,avx512vbmi2,bmi,bmi2,popcnt")))
 
 inline bool has_byte_masks()
 {
-    return may_use(Level::ByteMasks) && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl") &&
-           __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("bmi") &&
-           __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt");
+    return may_use(Level::ByteMasks) && has_wide_registers() && __builtin_cpu_supports("avx512bw") &&
+           __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2");
 }
 
 }  // namespace zemt

@@ -1,44 +1,14 @@
-// Sixteen characters at a time in the registers that every x86-64 processor has, and long runs in the wider ones of AVX2.
+// Runs of ASCII: sixteen characters at a time, on every processor, and long ones in the wider registers of AVX2.
 #pragma once
+
+#include <cstddef>
 
 #include "lanes.h"
 #include "processor.h"
 
 namespace zemt {
 
-// Whether all are in 1..0x7F.
-inline bool all_ascii(Bytes16 value)
-{
-    return _mm_movemask_epi8(_mm_cmpgt_epi8(std::bit_cast<__m128i>(value), _mm_setzero_si128())) == 0xFFFF;
-}
-
-// 16 units to as many bytes; false where one lies outside 0..255.
-template <typename Unit>
-inline bool narrow16(const char *src, Bytes16 &narrow)
-{
-    auto low = load<__m128i>(src);
-    auto high = load<__m128i>(src + 16);
-    __m128i beyond = _mm_set1_epi16(static_cast<int16_t>(0xFF00));
-    __m128i all = _mm_or_si128(low, high);
-    if constexpr (sizeof(Unit) == 4) {
-        const auto third = load<__m128i>(src + 32);
-        const auto fourth = load<__m128i>(src + 48);
-        all = _mm_or_si128(all, _mm_or_si128(third, fourth));
-        low = _mm_packs_epi32(low, high);
-        high = _mm_packs_epi32(third, fourth);
-        beyond = _mm_set1_epi32(~0xFF);
-    }
-    narrow = std::bit_cast<Bytes16>(_mm_packus_epi16(low, high));
-    const __m128i within = _mm_cmpeq_epi8(_mm_and_si128(all, beyond), _mm_setzero_si128());
-    return _mm_movemask_epi8(within) == 0xFFFF;
-}
-
-// 8 wide characters as bytes, with some byte that is not ASCII where a character is not.
-inline uint64_t narrow8(const char *src)
-{
-    const __m128i units = _mm_packs_epi32(load<__m128i>(src), load<__m128i>(src + 16));  // saturates to 0x7FFF and -0x8000
-    return static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_packus_epi16(units, units)));     // saturates to 0xFF and 0
-}
+#if ZEMT_X86_64
 
 // The ASCII characters that a long wide text begins with, 32 at a time as far as they go; returns how many were moved.
 
@@ -77,5 +47,38 @@ __attribute__((target("avx2"))) inline ptrdiff_t narrow_by_32(char *dst, const c
 
 // Text shorter than this many characters is not worth the question whether the processor has wider registers.
 constexpr ptrdiff_t long_text = 128;
+
+#endif
+
+// Moves the ASCII characters that a text begins with, 16 at a time; returns how many.
+template <typename Unit>
+inline ptrdiff_t widen_ascii(char *dst, const char *src, ptrdiff_t count)
+{
+    ptrdiff_t moved = 0;
+#if ZEMT_X86_64
+    if (sizeof(Unit) == 4 && count >= long_text && has_wide_registers()) moved = widen_by_32(dst, src, count);
+#endif
+    for (; count - moved >= 16; moved += 16) {
+        const Bytes16 text = load16(src + moved);
+        if (!all_ascii(text)) break;
+        char *const units = dst + moved * ptrdiff_t{sizeof(Unit)};
+        widen_halves<Unit>(units, units + 8 * sizeof(Unit), text);
+    }
+    return moved;
+}
+
+template <typename Unit>
+inline ptrdiff_t narrow_ascii(char *dst, const char *src, ptrdiff_t count)
+{
+    ptrdiff_t moved = 0;
+#if ZEMT_X86_64
+    if (sizeof(Unit) == 4 && count >= long_text && has_wide_registers()) moved = narrow_by_32(dst, src, count);
+#endif
+    for (Bytes16 text; count - moved >= 16; moved += 16) {
+        if (!narrow16<Unit>(src + moved * ptrdiff_t{sizeof(Unit)}, text) || !all_ascii(text)) break;
+        store16(dst + moved, text);
+    }
+    return moved;
+}
 
 }  // namespace zemt
