@@ -120,13 +120,16 @@ inline void report(Outcome &wanted, const Call &c, size_t length)
     if (c.cell == 0) wanted.source_length = static_cast<int32_t>(length);
 }
 
-// Memory between two inaccessible pages.
+// Memory between two inaccessible pages, at low addresses where they are free: what is calculated in front of it by a negative
+// size wraps around.
 class Fence
 {
 public:
     Fence()
     {
-        void *memory = mmap(nullptr, capacity + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        static size_t low = 0;
+        void *const memory = mmap(reinterpret_cast<void *>(low += 2 * capacity), capacity + 2 * page, PROT_NONE,
+                                  MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (memory == MAP_FAILED) std::abort();
         begin_ = static_cast<char *>(memory) + page;
         if (mprotect(begin_, capacity, PROT_READ | PROT_WRITE) != 0) std::abort();

@@ -9,11 +9,14 @@ std::string encoded(const Function &f, char32_t value)
     return f.from == Char ? write8(value) : f.from == WChar ? write32(value) : write16(value);
 }
 
-// Counts, then converts into rooms from nothing to more than enough; of long texts into those near the size needed.
+// Counts, then converts into rooms from nothing to more than enough; of long texts into those near the size needed. Negative sizes
+// are nothing.
 void compare(const Function &f, const std::string &source, int32_t near = 5)
 {
     if (testing::Test::HasFailure()) return;
     expect(f, source, -1, nullptr, {}, NoDestination);
+    expect(f, source, INT32_MIN / 8);
+    expect(f, source, 8, nullptr, INT32_MIN / 8);
     const int32_t needed = f.model(f, {source, length_of(f, source.size()), 0, nullptr, NoDestination}).out_length;
     for (int32_t room = needed < 4 * near ? 0 : needed - near; room < needed + 2; ++room) expect(f, source, room);
 }
