@@ -1,8 +1,8 @@
 // Many characters of UTF-8 at a time, on x86-64, whatever characters they are.
 //
-// Processors with AVX2 decode windows of 16 bytes, those with byte masks blocks of 64. Both go on over sequences of 1 to 4 bytes that
-// are well-formed and fit, windows to UTF-16 of 1 to 3, and stop at NUL; the rest of a text is left to the loops that know every
-// rule. The way hardly depends on what the characters are, and nothing is written behind the last one.
+// Processors with AVX2 decode windows of 16 bytes, those with byte masks blocks of 64. Both go on over sequences of 1 to 4 bytes
+// that are well-formed and fit, windows to UTF-16 of 1 to 3, and stop at NUL; the rest of a text is left to the loops that know
+// every rule. The way hardly depends on what the characters are, and nothing is written behind the last one.
 #pragma once
 
 #include "utf8_sequence.h"
@@ -146,7 +146,7 @@ ZEMT_WIDE_REGISTERS ALWAYS_INLINE Progress pass_windows(Decoder<Unit>, Progress 
     const DecodingConstants &constants = loaded(decoding_constants);
     const char *in = at.in;
     char *out = at.out;
-    const char *const last = std::max(begin, end - 16);
+    const char *const last = end - begin < 16 ? begin : end - 16;
     __m128i text;
     if (end - begin < 16) {
         if (in != begin || end - begin < 8) return at;

@@ -1,8 +1,8 @@
 // Many code points to UTF-8 at a time, on x86-64, whatever they are.
 //
-// Processors with AVX2 encode windows of 8 units, those with byte masks blocks of 16. Both go on while all have 1 to 21 bits and fit,
-// and every surrogate is one of a pair, which blocks alone know; the rest of a text is left to the loops that know every rule. The
-// way does not depend on what the characters are, and nothing is written behind the last one.
+// Processors with AVX2 encode windows of 8 units, those with byte masks blocks of 16. Both go on while all have 1 to 21 bits and
+// fit, and every surrogate is one of a pair, which blocks alone know; the rest of a text is left to the loops that know every rule.
+// The way does not depend on what the characters are, and nothing is written behind the last one.
 #pragma once
 
 #include "utf8_sequence.h"
@@ -72,8 +72,8 @@ ZEMT_WIDE_REGISTERS ALWAYS_INLINE void store_gathered(char *out, __m128i bytes, 
     store(out + size - 4, _mm_extract_epi32(all, 3));
 }
 
-// Encodes eight units if it may; moves out. The first done were encoded before, to what stands in front of out. The second four begin
-// at the one of that number.
+// Encodes eight units if it may, and moves out. The first done were encoded before, to what stands in front of out. The second four
+// begin at the one of that number.
 template <typename Unit>
 ZEMT_WIDE_REGISTERS ALWAYS_INLINE bool encode_window(const EncodingConstants &constants, __m256i values, uint32_t done,
                                                      uint32_t second, char *&out, const char *full)
@@ -128,7 +128,7 @@ ZEMT_WIDE_REGISTERS ALWAYS_INLINE Progress pass_windows(Encoder<Unit>, Progress 
     for (; end - in >= 2 * half; in += 2 * half)
         if (!encode_window<Unit>(constants, load_units<Unit>(in, in + half), 0, 4, out, full)) return {in, out};
     if (in == end) return {in, out};
-    const char *const last = std::max(begin, end - 2 * half);
+    const char *const last = end - begin < 2 * half ? begin : end - 2 * half;
     const auto done = static_cast<uint32_t>((in - last) / unit);
     const auto second = static_cast<uint32_t>((end - half - last) / unit);
     const bool passed = encode_window<Unit>(constants, load_units<Unit>(last, end - half), done, second, out, full);

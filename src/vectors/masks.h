@@ -46,8 +46,8 @@ struct FourPlaces {
 };
 inline constexpr FourPlaces four_places;
 
-// Values repeated to the end of the widest register. They are in memory, and compilers must not know them: where they are used, each
-// would be made anew, in the ports that do the work.
+// Values repeated to the end of the widest register. They are in memory, and compilers must not know them: where they are used,
+// each would be made anew, in the ports that do the work.
 template <typename Lane>
 struct alignas(64) Repeated {
     Lane lanes[64 / sizeof(Lane)] = {};
